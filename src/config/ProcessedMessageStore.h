@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "platform/FileStore.h"
+
+namespace halcyra {
+
+/// Key of a downloaded message: mailbox id, U+001E, Message-ID as the mail holds it.
+std::string messageKey(std::string_view accountId, std::string_view messageID);
+
+/// The bounded, persistent set of messages that are finished with. Any thread may call; calls are
+/// served one after the other, and an insert returns after the file was written.
+class ProcessedMessageStore {
+ public:
+  static constexpr std::size_t maxEntries = 5000;
+
+  /// Reads `folder`/processed-ids.json; a missing or damaged file is an empty set. `files` must
+  /// outlive the store.
+  ProcessedMessageStore(FileStore& files, const std::filesystem::path& folder);
+
+  bool contains(const std::string& key) const;
+
+  /// Adds the key, trims the set to its 4500 highest keys when it holds more than maxEntries, and
+  /// writes the file. A failed write keeps the key in memory; the next insert writes it again.
+  void insert(const std::string& key);
+
+ private:
+  void trim();
+  void save();
+
+  FileStore& files_;
+  std::filesystem::path file_;
+  mutable std::mutex queue_;
+  std::unordered_set<std::string> ids_;
+};
+
+}  // namespace halcyra

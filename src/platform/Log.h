@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace halcyra {
+
+/// A further fact about a log line for stores that keep fields (upper-case name, for instance
+/// MAILBOX). Never mail text, never a secret.
+struct LogField {
+  std::string name;
+  std::string value;
+
+  bool operator==(const LogField&) const = default;
+};
+
+using LogFields = std::vector<LogField>;
+
+/// The engine's log.
+class Log {
+ public:
+  virtual ~Log() = default;
+
+  /// Writes "[Halcyra] " and the text as one entry to every destination.
+  void logLine(std::string_view text, const LogFields& fields = {}) {
+    write("[Halcyra] " + std::string(text), fields);
+  }
+
+ protected:
+  /// Any thread may call. Never throws.
+  virtual void write(const std::string& line, const LogFields& fields) = 0;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,67 @@
+#include "text/Base64.h"
+
+#include <array>
+#include <cstdint>
+
+namespace halcyra {
+namespace {
+
+constexpr std::string_view alphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::uint8_t noDigit = 0xFF;
+
+constexpr std::array<std::uint8_t, 256> digitValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(noDigit);
+  for (std::size_t digit = 0; digit < alphabet.size(); ++digit) {
+    values[static_cast<unsigned char>(alphabet[digit])] = static_cast<std::uint8_t>(digit);
+  }
+  return values;
+}();
+
+}  // namespace
+
+std::string encodeBase64(std::string_view bytes) {
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t position = 0; position < bytes.size(); position += 3) {
+    const std::size_t count = std::min<std::size_t>(3, bytes.size() - position);
+    std::uint32_t group = 0;
+    for (std::size_t offset = 0; offset < 3; ++offset) {
+      group <<= 8;
+      if (offset < count) group |= static_cast<unsigned char>(bytes[position + offset]);
+    }
+    for (std::size_t digit = 0; digit < 4; ++digit) {
+      text.push_back(digit <= count ? alphabet[group >> (18 - 6 * digit) & 0x3F] : '=');
+    }
+  }
+  return text;
+}
+
+std::optional<std::string> decodeBase64(std::string_view text) {
+  if (text.size() % 4 != 0) return std::nullopt;
+  std::size_t padding = 0;
+  while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=') ++padding;
+  const std::size_t digits = text.size() - padding;
+
+  std::string bytes(text.size() / 4 * 3 - padding, '\0');
+  std::size_t written = 0;
+  std::uint32_t group = 0;
+  for (std::size_t position = 0; position < text.size(); ++position) {
+    std::uint8_t value = 0;
+    if (position < digits) {
+      value = digitValues[static_cast<unsigned char>(text[position])];
+      if (value == noDigit) return std::nullopt;
+    }
+    group = group << 6 | value;
+    if (position % 4 == 3) {
+      for (int shift = 16; shift >= 0 && written < bytes.size(); shift -= 8) {
+        bytes[written++] = static_cast<char>(group >> shift & 0xFF);
+      }
+      group = 0;
+    }
+  }
+  return bytes;
+}
+
+}  // namespace halcyra

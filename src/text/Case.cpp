@@ -1,0 +1,34 @@
+#include "text/Case.h"
+
+#include <unicode/bytestream.h>
+#include <unicode/casemap.h>
+
+#include <algorithm>
+
+namespace halcyra {
+
+std::string asciiLowercased(std::string_view text) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(), asciiLower);
+  return result;
+}
+
+std::string lowercased(std::string_view text) {
+  const bool ascii = std::all_of(text.begin(), text.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (ascii) return asciiLowercased(text);
+  std::string result;
+  icu::StringByteSink<std::string> sink(&result, static_cast<int32_t>(text.size()));
+  UErrorCode status = U_ZERO_ERROR;
+  icu::CaseMap::utf8ToLower("", 0, icu::StringPiece(text.data(), static_cast<int32_t>(text.size())),
+                            sink, nullptr, status);
+  return U_SUCCESS(status) ? result : asciiLowercased(text);
+}
+
+bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right) {
+  return left.size() == right.size() &&
+         std::equal(left.begin(), left.end(), right.begin(),
+                    [](char a, char b) { return asciiLower(a) == asciiLower(b); });
+}
+
+}  // namespace halcyra

@@ -1,0 +1,99 @@
+#include "text/Graphemes.h"
+
+#include <unicode/ubrk.h>
+#include <unicode/utext.h>
+
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+namespace halcyra {
+namespace {
+
+bool isAscii(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
+
+struct BreakIteratorClose {
+  void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
+};
+
+UBreakIterator& characterIterator() {
+  thread_local const std::unique_ptr<UBreakIterator, BreakIteratorClose> iterator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<UBreakIterator, BreakIteratorClose> opened(
+        ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+    if (U_FAILURE(status)) throw std::runtime_error("ICU has no character break rules");
+    return opened;
+  }();
+  return *iterator;
+}
+
+// End of the stretch that needs Unicode's rules: it starts at `begin` and ends where two ASCII bytes
+// meet, since between them only CR LF holds together.
+std::size_t complexRunEnd(std::string_view text, std::size_t begin) {
+  std::size_t end = begin + 1;
+  while (end < text.size() && !(isAscii(text[end - 1]) && isAscii(text[end]))) ++end;
+  return end;
+}
+
+// Walks `run` by Unicode's rules until `budget` characters are passed; gives the bytes passed and
+// lowers the budget.
+std::size_t walkComplexRun(std::string_view run, std::size_t& budget) {
+  UErrorCode status = U_ZERO_ERROR;
+  UText text = UTEXT_INITIALIZER;
+  utext_openUTF8(&text, run.data(), static_cast<int64_t>(run.size()), &status);
+  UBreakIterator& iterator = characterIterator();
+  ubrk_setUText(&iterator, &text, &status);
+  std::size_t passed = 0;
+  if (U_SUCCESS(status)) {
+    ubrk_first(&iterator);
+    while (budget > 0) {
+      const int32_t next = ubrk_next(&iterator);
+      if (next == UBRK_DONE) break;
+      passed = static_cast<std::size_t>(next);
+      --budget;
+    }
+  }
+  utext_close(&text);
+  return U_SUCCESS(status) ? passed : run.size();
+}
+
+// Byte length of the first `budget` characters; `budget` is left with what the text did not use.
+std::size_t walk(std::string_view text, std::size_t& budget) {
+  // ICU positions are 32-bit; a longer stretch without two neighbouring ASCII bytes is walked in
+  // slices, which costs at most one miscounted character a gigabyte.
+  constexpr std::size_t longestRun = 1u << 30;
+  std::size_t position = 0;
+  while (budget > 0 && position < text.size()) {
+    const bool lastByte = position + 1 == text.size();
+    if (isAscii(text[position]) && (lastByte || isAscii(text[position + 1]))) {
+      const bool crlf = !lastByte && text[position] == '\r' && text[position + 1] == '\n';
+      position += crlf ? 2 : 1;
+      --budget;
+      continue;
+    }
+    std::string_view run = text.substr(position, complexRunEnd(text, position) - position);
+    position += walkComplexRun(run.substr(0, longestRun), budget);
+  }
+  return position;
+}
+
+}  // namespace
+
+std::size_t graphemeCount(std::string_view text) {
+  constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+  std::size_t budget = unlimited;
+  walk(text, budget);
+  return unlimited - budget;
+}
+
+bool hasMoreGraphemesThan(std::string_view text, std::size_t limit) {
+  if (text.size() <= limit) return false;
+  return walk(text, limit) < text.size();
+}
+
+std::string_view graphemePrefix(std::string_view text, std::size_t count) {
+  if (text.size() <= count) return text;
+  return text.substr(0, walk(text, count));
+}
+
+}  // namespace halcyra

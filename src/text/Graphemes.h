@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace halcyra {
+
+/// "Character" wherever a limit is counted: an extended grapheme cluster (Unicode Annex 29), in
+/// which CR LF is one. Texts are valid UTF-8. Cost is linear, and ASCII is counted without tables.
+
+std::size_t graphemeCount(std::string_view text);
+
+/// True when the text has more than `limit` characters; reads no further than it must.
+bool hasMoreGraphemesThan(std::string_view text, std::size_t limit);
+
+/// The first `count` characters, or the whole text when it has fewer.
+std::string_view graphemePrefix(std::string_view text, std::size_t count);
+
+}  // namespace halcyra

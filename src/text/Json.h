@@ -1,0 +1,22 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string_view>
+
+namespace halcyra {
+
+/// A text that is no JSON. `what()` tells the line and column, without quoting the text.
+class JsonError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Reads one JSON text (RFC 8259) with nothing but white space behind it. A text nested more than 512
+/// deep is refused. Of a repeated key the last value counts. Throws JsonError.
+nlohmann::json parseJson(std::string_view text);
+
+/// Compact JSON; bytes that are not UTF-8 become U+FFFD.
+std::string jsonText(const nlohmann::json& value);
+
+}  // namespace halcyra

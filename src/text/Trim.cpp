@@ -1,0 +1,35 @@
+#include "text/Trim.h"
+
+#include "text/Utf8.h"
+
+namespace halcyra {
+
+bool isWhiteSpace(char32_t c) {
+  if (c < 0x80) return c == ' ' || (c >= 0x09 && c <= 0x0D);
+  return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) || c == 0x2028 ||
+         c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty()) {
+    std::size_t next = 0;
+    if (!isWhiteSpace(nextCodePoint(text, next))) break;
+    text.remove_prefix(next);
+  }
+  while (!text.empty()) {
+    std::size_t last = text.size() - 1;
+    while (last > 0 && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80) --last;
+    std::size_t position = last;
+    if (!isWhiteSpace(nextCodePoint(text, position))) break;
+    text.remove_suffix(text.size() - last);
+  }
+  return text;
+}
+
+std::string_view trimmedOf(std::string_view text, std::string_view characters) {
+  const std::size_t first = text.find_first_not_of(characters);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(characters) - first + 1);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+namespace halcyra {
+
+/// A code point of Unicode's White_Space property.
+bool isWhiteSpace(char32_t codePoint);
+
+/// The text without leading and trailing Unicode white space, newlines included. A view into `text`,
+/// which must be valid UTF-8.
+std::string_view trimmed(std::string_view text);
+
+/// The text without leading and trailing characters of an ASCII set.
+std::string_view trimmedOf(std::string_view text, std::string_view characters);
+
+}  // namespace halcyra
