@@ -15,6 +15,8 @@ std::string asciiLowercased(std::string_view text);
 /// section 1.2.2).
 bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right);
 
-inline char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+inline char asciiLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
 
 }  // namespace halcyra

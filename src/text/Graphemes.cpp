@@ -1,16 +1,21 @@
 #include "text/Graphemes.h"
 
 #include <unicode/ubrk.h>
+#include <unicode/uchar.h>
 #include <unicode/utext.h>
 
 #include <limits>
 #include <memory>
 #include <stdexcept>
 
+#include "text/Utf8.h"
+
 namespace halcyra {
 namespace {
 
-bool isAscii(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
+bool isAscii(char byte) {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
 
 struct BreakIteratorClose {
   void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
@@ -27,12 +32,20 @@ UBreakIterator& characterIterator() {
   return *iterator;
 }
 
-// End of the stretch that needs Unicode's rules: it starts at `begin` and ends where two ASCII bytes
-// meet, since between them only CR LF holds together.
+// Two ASCII bytes are two characters, unless they are CR LF.
+bool isAsciiBreak(char left, char right) {
+  return isAscii(left) && isAscii(right) && !(left == '\r' && right == '\n');
+}
+
+// End of the stretch that needs Unicode's rules.
 std::size_t complexRunEnd(std::string_view text, std::size_t begin) {
   std::size_t end = begin + 1;
-  while (end < text.size() && !(isAscii(text[end - 1]) && isAscii(text[end]))) ++end;
+  while (end < text.size() && !isAsciiBreak(text[end - 1], text[end])) ++end;
   return end;
+}
+
+int32_t breakClass(char32_t codePoint) {
+  return u_getIntPropertyValue(static_cast<UChar32>(codePoint), UCHAR_GRAPHEME_CLUSTER_BREAK);
 }
 
 // Walks `run` by Unicode's rules until `budget` characters are passed; gives the bytes passed and
@@ -89,6 +102,16 @@ std::size_t graphemeCount(std::string_view text) {
 bool hasMoreGraphemesThan(std::string_view text, std::size_t limit) {
   if (text.size() <= limit) return false;
   return walk(text, limit) < text.size();
+}
+
+bool isWholeCharacter(std::string_view text, std::size_t begin, std::size_t end) {
+  if (begin > 0 && !isAscii(text[begin - 1])) {
+    std::size_t previous = codePointStart(text, begin - 1);
+    if (breakClass(nextCodePoint(text, previous)) == U_GCB_PREPEND) return false;
+  }
+  if (end >= text.size() || isAscii(text[end])) return true;
+  const int32_t next = breakClass(nextCodePoint(text, end));
+  return next != U_GCB_EXTEND && next != U_GCB_ZWJ && next != U_GCB_SPACING_MARK;
 }
 
 std::string_view graphemePrefix(std::string_view text, std::size_t count) {

@@ -13,6 +13,10 @@ std::size_t graphemeCount(std::string_view text);
 /// True when the text has more than `limit` characters; reads no further than it must.
 bool hasMoreGraphemesThan(std::string_view text, std::size_t limit);
 
+/// True when the code point text[begin, end), a letter, sign or digit, is a character of its own:
+/// nothing before it attaches itself to it, and no combining mark follows.
+bool isWholeCharacter(std::string_view text, std::size_t begin, std::size_t end);
+
 /// The first `count` characters, or the whole text when it has fewer.
 std::string_view graphemePrefix(std::string_view text, std::size_t count);
 

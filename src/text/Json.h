@@ -12,8 +12,8 @@ class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Reads one JSON text (RFC 8259) with nothing but white space behind it. A text nested more than 512
-/// deep is refused. Of a repeated key the last value counts. Throws JsonError.
+/// Reads one JSON text (RFC 8259) with nothing but white space behind it. A text nested more than
+/// 512 deep is refused. Of a repeated key the last value counts. Throws JsonError.
 nlohmann::json parseJson(std::string_view text);
 
 /// Compact JSON; bytes that are not UTF-8 become U+FFFD.

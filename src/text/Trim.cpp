@@ -17,13 +17,19 @@ std::string_view trimmed(std::string_view text) {
     text.remove_prefix(next);
   }
   while (!text.empty()) {
-    std::size_t last = text.size() - 1;
-    while (last > 0 && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80) --last;
+    const std::size_t last = codePointStart(text, text.size() - 1);
     std::size_t position = last;
     if (!isWhiteSpace(nextCodePoint(text, position))) break;
     text.remove_suffix(text.size() - last);
   }
   return text;
+}
+
+void trim(std::string& text) {
+  const std::string_view kept = trimmed(text);
+  const auto start = static_cast<std::size_t>(kept.data() - text.data());
+  text.resize(start + kept.size());
+  text.erase(0, start);
 }
 
 std::string_view trimmedOf(std::string_view text, std::string_view characters) {

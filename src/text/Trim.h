@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace halcyra {
@@ -7,9 +8,12 @@ namespace halcyra {
 /// A code point of Unicode's White_Space property.
 bool isWhiteSpace(char32_t codePoint);
 
-/// The text without leading and trailing Unicode white space, newlines included. A view into `text`,
-/// which must be valid UTF-8.
+/// The text without leading and trailing Unicode white space, newlines included. A view into
+/// `text`, which must be valid UTF-8.
 std::string_view trimmed(std::string_view text);
+
+/// The same, in place.
+void trim(std::string& text);
 
 /// The text without leading and trailing characters of an ASCII set.
 std::string_view trimmedOf(std::string_view text, std::string_view characters);

@@ -66,7 +66,9 @@ std::size_t firstFault(std::string_view bytes) {
 
 }  // namespace
 
-bool isValidUtf8(std::string_view bytes) { return firstFault(bytes) == bytes.size(); }
+bool isValidUtf8(std::string_view bytes) {
+  return firstFault(bytes) == bytes.size();
+}
 
 std::string repairedUtf8(std::string bytes) {
   std::size_t position = firstFault(bytes);
@@ -107,6 +109,11 @@ char32_t nextCodePoint(std::string_view text, std::size_t& position) {
   }
   position += length;
   return value;
+}
+
+std::size_t codePointStart(std::string_view text, std::size_t position) {
+  while (position > 0 && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80) --position;
+  return position;
 }
 
 void appendUtf8(std::string& text, char32_t codePoint) {

@@ -22,8 +22,8 @@ std::string newUuid() {
   for (std::size_t index = 0; index < uuid.size(); ++index) {
     if (isHyphenPlace(index)) continue;
     int value = digit(source);
-    if (index == 14) value = 4;                    // version
-    if (index == 19) value = 8 | (value & 0b11);   // variant
+    if (index == 14) value = 4;                   // version
+    if (index == 19) value = 8 | (value & 0b11);  // variant
     uuid[index] = "0123456789ABCDEF"[value];
   }
   return uuid;

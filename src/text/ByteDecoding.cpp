@@ -1,0 +1,57 @@
+#include "text/ByteDecoding.h"
+
+#include <algorithm>
+#include <array>
+
+#include "text/Case.h"
+#include "text/Utf8.h"
+
+namespace halcyra {
+namespace {
+
+constexpr char16_t undefined = 0;
+
+// Windows-1252 from 0x80 to 0x9F; everywhere else it is ISO-8859-1.
+constexpr std::array<char16_t, 32> windows1252 = {
+    0x20AC,    undefined, 0x201A, 0x0192, 0x201E, 0x2026,    0x2020, 0x2021,
+    0x02C6,    0x2030,    0x0160, 0x2039, 0x0152, undefined, 0x017D, undefined,
+    undefined, 0x2018,    0x2019, 0x201C, 0x201D, 0x2022,    0x2013, 0x2014,
+    0x02DC,    0x2122,    0x0161, 0x203A, 0x0153, undefined, 0x017E, 0x0178};
+
+bool isUpperControl(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xE0) == 0x80;
+}
+
+char32_t windows1252CodePoint(char byte) {
+  const auto value = static_cast<unsigned char>(byte);
+  return isUpperControl(byte) ? windows1252[value & 0x1F] : value;
+}
+
+bool isWindows1252(std::string_view bytes) {
+  return std::none_of(bytes.begin(), bytes.end(), [](char byte) {
+    return isUpperControl(byte) && windows1252CodePoint(byte) == undefined;
+  });
+}
+
+bool asksForWindows1252(std::string_view label) {
+  const std::string lower = lowercased(label);
+  return lower.find("1252") != lower.npos || lower.find("windows-") != lower.npos;
+}
+
+}  // namespace
+
+std::string decodeBytes(std::string bytes, std::string_view charsetLabel) {
+  if (isValidUtf8(bytes)) return bytes;
+  const bool windows = asksForWindows1252(charsetLabel) && isWindows1252(bytes);
+  std::string text;
+  const auto high = std::count_if(bytes.begin(), bytes.end(), [](char byte) {
+    return static_cast<unsigned char>(byte) >= 0x80;
+  });
+  text.reserve(bytes.size() + static_cast<std::size_t>(high));  // exact for ISO-8859-1
+  for (const char byte : bytes) {
+    appendUtf8(text, windows ? windows1252CodePoint(byte) : static_cast<unsigned char>(byte));
+  }
+  return text;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,233 @@
+#include <gtest/gtest.h>
+#include <unicode/brkiter.h>
+
+#include <set>
+
+#include "support/IcuRegex.h"
+#include "support/RandomText.h"
+#include "text/Base64.h"
+#include "text/ByteDecoding.h"
+#include "text/Case.h"
+#include "text/Graphemes.h"
+#include "text/Json.h"
+#include "text/Scan.h"
+#include "text/SecretHash.h"
+#include "text/Trim.h"
+#include "text/Utf8.h"
+#include "text/Uuid.h"
+
+namespace halcyra {
+namespace {
+
+using namespace std::literals;
+
+constexpr std::string_view clusters[] = {
+    "a",          "b",      "=",      "\r",     "\n",     "\r\n",   " ",      "é",
+    "\u0301",     "\u200D", "\u0600", "\u0903", "क",      "\u094D", "👩",      "👨‍👩‍👧",
+    "🇩",          "🇪",      "\u1100", "\u1161", "\u11A8", "\u00AD", "\uFE0F", "\U0001F3FD",
+    "\U000E0020", "\u2028"};
+
+// Byte offsets of the breaks between characters, by ICU on UTF-16.
+std::vector<std::size_t> icuBreaks(const std::string& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::BreakIterator> iterator(
+      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  const icu::UnicodeString wide = unicode(text);
+  iterator->setText(wide);
+  std::vector<std::size_t> breaks;
+  for (int32_t place = iterator->first(); place != icu::BreakIterator::DONE;
+       place = iterator->next()) {
+    breaks.push_back(utf8(wide.tempSubString(0, place)).size());
+  }
+  return breaks;
+}
+
+TEST(Graphemes, CountAndCutWhereIcuBreaks) {
+  RandomText random(1);
+  for (int round = 0; round < 20000; ++round) {
+    const std::string text = random.of(clusters, 12);
+    const std::vector<std::size_t> breaks = icuBreaks(text);
+    ASSERT_EQ(graphemeCount(text), breaks.size() - 1) << testing::PrintToString(text);
+    for (std::size_t count = 0; count < breaks.size(); ++count) {
+      ASSERT_EQ(graphemePrefix(text, count).size(), breaks[count]) << testing::PrintToString(text);
+      ASSERT_EQ(hasMoreGraphemesThan(text, count), count + 1 < breaks.size());
+    }
+    const std::set<std::size_t> places(breaks.begin(), breaks.end());
+    for (std::size_t at = 0; (at = text.find('=', at)) != text.npos; ++at) {
+      ASSERT_EQ(isWholeCharacter(text, at, at + 1), places.contains(at) && places.contains(at + 1))
+          << testing::PrintToString(text);
+    }
+  }
+}
+
+TEST(Graphemes, ThousandsOfCombiningMarksAreOneCharacter) {
+  std::string text = "x";
+  for (int mark = 0; mark < 100'000; ++mark) text += "\u0301";
+  EXPECT_EQ(graphemeCount(text + "\r\n"), 2u);
+  EXPECT_EQ(graphemePrefix(text + "\r\nz", 2).size(), text.size() + 2);
+}
+
+TEST(Utf8, RepairsAsIcuDoes) {
+  constexpr std::string_view bytes[] = {"a",
+                                        "longer ascii run",
+                                        "\x80",
+                                        "\xBF",
+                                        "\xC0",
+                                        "\xC2",
+                                        "\xC3\xA9",
+                                        "\xE0",
+                                        "\xE0\xA0",
+                                        "\xE2\x82",
+                                        "\xED",
+                                        "\xED\xA0",
+                                        "\xEF\xBF\xBD",
+                                        "\xF0",
+                                        "\xF0\x90\x80",
+                                        "\xF0\x9F\x98\x80",
+                                        "\xF4\x90",
+                                        "\xF5",
+                                        "\xFF",
+                                        "\x9F"};
+  RandomText random(2);
+  for (int round = 0; round < 30000; ++round) {
+    const std::string raw = random.of(bytes, 8);
+    const std::string expected = utf8(unicode(raw));
+    ASSERT_EQ(repairedUtf8(raw), expected) << testing::PrintToString(raw);
+    ASSERT_EQ(isValidUtf8(raw), raw == expected) << testing::PrintToString(raw);
+  }
+}
+
+TEST(Utf8, EveryCodePointSurvivesTheRoundTrip) {
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    std::string text = "x";
+    appendUtf8(text, c);
+    std::size_t position = 1;
+    ASSERT_TRUE(isValidUtf8(text));
+    ASSERT_EQ(nextCodePoint(text, position), c);
+    ASSERT_EQ(position, text.size());
+    ASSERT_EQ(codePointStart(text, text.size() - 1), 1u);
+  }
+}
+
+TEST(Base64, Table) {
+  const std::pair<std::string, std::optional<std::string>> cases[] = {{"", ""},
+                                                                      {"Zg==", "f"},
+                                                                      {"Zm8=", "fo"},
+                                                                      {"Zm9v", "foo"},
+                                                                      {"AP+/", "\0\xFF\xBF"s},
+                                                                      {"Zg=", std::nullopt},
+                                                                      {"Zg", std::nullopt},
+                                                                      {"Z===", std::nullopt},
+                                                                      {"====", std::nullopt},
+                                                                      {"Zg==Zg==", std::nullopt},
+                                                                      {"Zm 9", std::nullopt},
+                                                                      {"Zm9\n", std::nullopt},
+                                                                      {"Zm-_", std::nullopt},
+                                                                      {"Zm\xC3\xA9", std::nullopt}};
+  for (const auto& [text, bytes] : cases) {
+    EXPECT_EQ(decodeBase64(text), bytes) << text;
+    if (bytes) {
+      EXPECT_EQ(encodeBase64(*bytes), text);
+    }
+  }
+  RandomText random(3);
+  for (int round = 0; round < 1000; ++round) {
+    std::string bytes(random.below(40), '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random.below(256));
+    ASSERT_EQ(decodeBase64(encodeBase64(bytes)), bytes);
+  }
+}
+
+TEST(DecodeBytes, Utf8ThenWindows1252ThenLatin1) {
+  EXPECT_EQ(decodeBytes("caf\xC3\xA9", "windows-1252"), "café");
+  EXPECT_EQ(decodeBytes("\x80 caf\xE9", "WINDOWS-1250"), "€ café");
+  EXPECT_EQ(decodeBytes("\x80 caf\xE9", "cp1252"), "€ café");
+  EXPECT_EQ(decodeBytes("\x80 caf\xE9", "koi8-r"), "\u0080 café");
+  for (const char gap : {'\x81', '\x8D', '\x8F', '\x90', '\x9D'}) {
+    EXPECT_EQ(decodeBytes("\x93"s + gap, "windows-1252").substr(0, 2), "\u0093") << int{gap};
+  }
+  std::string all, expected;
+  for (int byte = 0x82; byte < 0x100; ++byte) {
+    if (byte == 0x8D || byte == 0x8F || byte == 0x90 || byte == 0x9D) continue;
+    all += static_cast<char>(byte);
+  }
+  icu::UnicodeString wide(all.data(), static_cast<int32_t>(all.size()), "windows-1252");
+  EXPECT_EQ(decodeBytes(all, "windows-1252"), utf8(wide));
+}
+
+TEST(Trim, TakesUnicodeWhiteSpace) {
+  EXPECT_EQ(trimmed("\u00A0\r\n\t x y\u2003\u3000\v"), "x y");
+  EXPECT_EQ(trimmed("\u200Bx\uFEFF"), "\u200Bx\uFEFF");
+  EXPECT_EQ(trimmed(" \u2028 "), "");
+  EXPECT_EQ(trimmedOf(" \tx\u00A0\t", " \t"), "x\u00A0");
+  std::string text = "\u2003 é ";
+  trim(text);
+  EXPECT_EQ(text, "é");
+}
+
+TEST(Json, NestingIsBoundedAndFaultsArePlaced) {
+  const auto nested = [](int depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  EXPECT_TRUE(parseJson(nested(512)).is_array());
+  const std::pair<std::string, std::string> faults[] = {
+      {nested(513), "JSON is nested more than 512 deep at line 1, column 513."},
+      {std::string(1'000'000, '['), "JSON is nested more than 512 deep at line 1, column 513."},
+      {"{\n  \"a\": x}", "Not valid JSON at line 2, column 8."},
+      {"[1] 2", "Not valid JSON at line 1, column 5."},
+      {"1e999", "Not valid JSON: a number is out of range."},
+      {"", "Not valid JSON at line 1, column 1."},
+      {"\"\xFF\"", "Not valid JSON at line 1, column 2."}};
+  for (const auto& [text, message] : faults) {
+    try {
+      parseJson(text);
+      ADD_FAILURE() << text.substr(0, 20);
+    } catch (const JsonError& error) {
+      EXPECT_EQ(error.what(), message);
+    }
+  }
+  EXPECT_EQ(parseJson("{\"a\":1,\"a\":\"" + std::string(600, '[') + "\\\"[\"}")["a"].type(),
+            nlohmann::json::value_t::string);
+  EXPECT_EQ(jsonText("\xFF"s), "\"\uFFFD\"");
+}
+
+TEST(Scan, FindsAndRewritesInPlace) {
+  EXPECT_EQ(findText("aabaab", "aab", 1), 3u);
+  EXPECT_EQ(findText("ab", "b", 3), std::string_view::npos);
+  ForwardFinder finder("..x..x", "x");
+  for (const auto& [from, found] : {std::pair{0, 2}, {2, 2}, {3, 5}, {5, 5}}) {
+    EXPECT_EQ(finder.from(static_cast<std::size_t>(from)), static_cast<std::size_t>(found));
+  }
+  EXPECT_EQ(finder.from(6), std::string_view::npos);
+  std::string text = "aaabaa";
+  replaceMatches(text, "x", [](std::string_view view, std::size_t from) -> std::optional<Match> {
+    const std::size_t begin = view.find("aa", from);
+    if (begin == view.npos) return std::nullopt;
+    return Match{begin, begin + 2};
+  });
+  EXPECT_EQ(text, "xabx");
+}
+
+TEST(Text, SmallHelpers) {
+  EXPECT_EQ(lowercased("ÀÉ Straße I"), "àé straße i");
+  EXPECT_EQ(asciiLowercased("ÀB"), "Àb");
+  EXPECT_TRUE(equalsIgnoringAsciiCase("Message-ID", "message-id"));
+  EXPECT_FALSE(equalsIgnoringAsciiCase("subject", "\u017Fubject"));
+  const SecretHash hash;
+  std::set<std::uint64_t> hashes;
+  for (const std::string text : {"", "a", "b", "aa", "1234567", "12345678"}) {
+    EXPECT_EQ(hash(text), hash(std::string(text)));
+    hashes.insert(hash(text));
+  }
+  EXPECT_EQ(hashes.size(), 6u);
+  std::set<std::uint64_t> buckets;  // of 4,096; a random function meets about 2,589 of them
+  for (int number = 0; number < 4096; ++number) {
+    buckets.insert(hash(std::to_string(number * 7)) & 4095);
+  }
+  EXPECT_GT(buckets.size(), 2000u);
+  EXPECT_TRUE(isCanonicalUuid(newUuid()));
+  EXPECT_NE(newUuid(), newUuid());
+  EXPECT_FALSE(isCanonicalUuid("0123456-789AB-CDEF-0123-456789ABCDEF"));
+}
+
+}  // namespace
+}  // namespace halcyra
