@@ -23,8 +23,8 @@ class FileStore {
   /// cannot be read.
   virtual std::optional<std::string> read(const std::filesystem::path& file) = 0;
 
-  /// Replaces the file whole: a crash leaves the old or the new content, never half of one. The file
-  /// is readable by its owner only (0600). Throws FileError and leaves the old file in place.
+  /// Replaces the file whole: a crash leaves the old or the new content, never half of one. The
+  /// file is readable by its owner only (0600). Throws FileError and leaves the old file in place.
   virtual void writeAtomically(const std::filesystem::path& file, std::string_view bytes) = 0;
 
   /// Creates the folder with its parents, for its owner only (0700). False when that fails.

@@ -22,10 +22,9 @@ class Log {
  public:
   virtual ~Log() = default;
 
-  /// Writes "[Halcyra] " and the text as one entry to every destination.
-  void logLine(std::string_view text, const LogFields& fields = {}) {
-    write("[Halcyra] " + std::string(text), fields);
-  }
+  /// Writes "[Halcyra] " and the text as one entry to every destination. Control characters other
+  /// than line feeds and tabs are dropped: much of what is logged are words of strangers.
+  void logLine(std::string_view text, const LogFields& fields = {});
 
  protected:
   /// Any thread may call. Never throws.

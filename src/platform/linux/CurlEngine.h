@@ -1,0 +1,51 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/linux/CurlTransfer.h"
+
+namespace halcyra {
+
+/// Runs transfers on one thread with libcurl's multi interface. Any thread may submit.
+class CurlEngine {
+ public:
+  /// Called once on the engine's thread.
+  using Completion = std::function<void(CurlOutcome)>;
+
+  CurlEngine();
+  ~CurlEngine();
+  CurlEngine(const CurlEngine&) = delete;
+  CurlEngine& operator=(const CurlEngine&) = delete;
+
+  void submit(std::unique_ptr<CurlTransfer> transfer, Completion completion);
+
+ private:
+  struct Job {
+    std::unique_ptr<CurlTransfer> transfer;
+    Completion completion;
+  };
+
+  void run();
+  bool takeSubmitted();
+  void begin(Job job);
+  void finishEnded();
+  void abandonAll();
+
+  std::unique_ptr<CURLSH, CurlFree<curl_share_cleanup>> tlsSessions_;
+  std::unique_ptr<CURLM, CurlFree<curl_multi_cleanup>> multi_;
+  std::unordered_map<CURL*, Job> underWay_;  // of the engine's thread
+
+  std::mutex mutex_;  // guards what follows
+  std::vector<Job> submitted_;
+  bool stopping_ = false;
+  std::thread thread_;
+};
+
+}  // namespace halcyra

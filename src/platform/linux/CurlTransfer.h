@@ -1,0 +1,78 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/HttpClient.h"
+
+namespace halcyra {
+
+/// Frees what libcurl has made.
+template <auto function>
+struct CurlFree {
+  template <class Made>
+  void operator()(Made* made) const {
+    function(made);
+  }
+};
+
+/// How a transfer ended: with a response, or with an HttpError still to be thrown.
+struct CurlOutcome {
+  struct Failure {
+    HttpError::Kind kind;
+    std::string text;
+  };
+
+  HttpResponse response;
+  std::optional<Failure> failure;
+};
+
+/// One request as a libcurl easy handle, and what has come back for it.
+class CurlTransfer {
+ public:
+  /// Throws HttpError for a request that cannot be sent at all.
+  explicit CurlTransfer(HttpRequest request);
+  CurlTransfer(const CurlTransfer&) = delete;
+  CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+  CURL* handle() const { return handle_.get(); }
+
+  /// Takes the response out, after libcurl has ended the transfer.
+  CurlOutcome finished(CURLcode code);
+
+  /// The end of a transfer that nobody waits for any longer.
+  CurlOutcome abandoned() const;
+
+ private:
+  void readURL();
+  void setAddress();
+  void setHeaders();
+  void setBody();
+  void setBounds();
+  void setRedirects();
+  void appendHeader(const std::string& line);
+  bool hasHeader(std::string_view name) const;
+  std::size_t takeBody(std::string_view bytes);
+  std::size_t takeHeaderLine(std::string_view line);
+  CurlOutcome::Failure failureOf(CURLcode code) const;
+  std::string detail(CURLcode code) const;
+
+  HttpRequest request_;
+  HttpResponse response_;
+  std::string scheme_;
+  std::string host_;  // without port
+  std::string peer_;  // as error texts name it
+  std::size_t headerBytes_ = 0;
+  bool headersEnded_ = false;
+  bool bodyTooLong_ = false;
+  bool headersTooLong_ = false;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};
+  std::unique_ptr<curl_slist, CurlFree<curl_slist_free_all>> headers_;
+  std::unique_ptr<CURL, CurlFree<curl_easy_cleanup>> handle_;  // last: it goes first
+};
+
+}  // namespace halcyra

@@ -1,0 +1,72 @@
+#include "platform/linux/JournalLog.h"
+
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <syslog.h>
+#include <systemd/sd-journal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace halcyra {
+namespace {
+
+// systemd sets JOURNAL_STREAM to "device:inode" of a stream that it connected to the journal
+// (systemd.exec(5)).
+bool isConnectedToJournal(int descriptor) {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  struct stat status;
+  if (stream == nullptr || fstat(descriptor, &status) != 0) return false;
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
+}
+
+bool journalServesSyslog() {
+  std::error_code failed;
+  const auto socket = std::filesystem::canonical("/dev/log", failed);
+  return !failed && socket.string().starts_with("/run/systemd/journal/");
+}
+
+// A log must not stop the engine: what a full or closed stream does not take is dropped.
+void writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+void sendToJournal(const std::string& line, const LogFields& fields) {
+  std::vector<std::string> entries = {"MESSAGE=" + line, "PRIORITY=5", "SYSLOG_IDENTIFIER=halcyra",
+                                      "SUBSYSTEM=com.halcyra.app", "CATEGORY=Mail"};
+  for (const LogField& field : fields) {
+    entries.push_back("HALCYRA_" + field.name + "=" + field.value);
+  }
+  std::vector<iovec> parts;
+  for (std::string& entry : entries) parts.push_back({entry.data(), entry.size()});
+  sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+}
+
+}  // namespace
+
+JournalLog::JournalLog(int descriptor)
+    : descriptor_(descriptor),
+      streamIsJournal_(isConnectedToJournal(descriptor)),
+      syslogIsJournal_(journalServesSyslog()) {
+  openlog("halcyra", LOG_PID, LOG_USER);
+}
+
+JournalLog::~JournalLog() {
+  closelog();
+}
+
+void JournalLog::write(const std::string& line, const LogFields& fields) {
+  if (!streamIsJournal_) writeAll(descriptor_, line + "\n");
+  if (!syslogIsJournal_) syslog(LOG_NOTICE, "%s", line.c_str());
+  sendToJournal(line, fields);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/Log.h"
+
+namespace halcyra {
+
+/// The engine's log on a Linux desktop: one stream of the process, syslog and the systemd journal
+/// (SUBSYSTEM com.halcyra.app, CATEGORY Mail, further fields with the prefix HALCYRA_). A line is
+/// written once where two of these are the same place: the stream is left out when it is connected
+/// to the journal, and syslog when the journal answers its socket.
+class JournalLog : public Log {
+ public:
+  /// `descriptor` is the stream to write lines to, 1 or 2.
+  explicit JournalLog(int descriptor);
+  ~JournalLog() override;
+
+ protected:
+  void write(const std::string& line, const LogFields& fields) override;
+
+ private:
+  const int descriptor_;
+  const bool streamIsJournal_;
+  const bool syslogIsJournal_;
+};
+
+}  // namespace halcyra

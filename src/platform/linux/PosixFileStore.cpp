@@ -1,0 +1,127 @@
+#include "platform/linux/PosixFileStore.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace halcyra {
+namespace {
+
+constexpr int mostLinks = 40;  // as many as the kernel follows
+
+[[noreturn]] void fail(const std::filesystem::path& file, const std::string& reason) {
+  throw FileError(file.string() + ": " + reason);
+}
+
+[[noreturn]] void failWithErrno(const std::filesystem::path& file) {
+  fail(file, std::generic_category().message(errno));
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int value) : value_(value) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { close(); }
+
+  bool isOpen() const { return value_ >= 0; }
+  int get() const { return value_; }
+
+  /// False when the system reports a failed write only now.
+  bool close() {
+    const int value = value_;
+    value_ = -1;
+    return value < 0 || ::close(value) == 0;
+  }
+
+ private:
+  int value_;
+};
+
+// The file that a chain of symbolic links ends at, whether it exists or not.
+std::filesystem::path linkTarget(std::filesystem::path file) {
+  std::error_code error;
+  for (int links = 0; std::filesystem::is_symlink(file, error); ++links) {
+    if (links == mostLinks) fail(file, "too many symbolic links");
+    const std::filesystem::path target = std::filesystem::read_symlink(file, error);
+    if (error) fail(file, error.message());
+    file = file.parent_path() / target;  // an absolute target replaces all of it
+  }
+  return file;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// The rename is only lasting once the folder is on disk. The new file is in place by now, so a file
+// system that cannot do this changes nothing for the caller.
+void flushFolder(const std::filesystem::path& folder) {
+  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor.isOpen()) ::fsync(descriptor.get());
+}
+
+std::filesystem::path folderOf(const std::filesystem::path& file) {
+  return file.has_parent_path() ? file.parent_path() : ".";
+}
+
+}  // namespace
+
+std::optional<std::string> PosixFileStore::read(const std::filesystem::path& file) {
+  // Not blocking: the name may be that of a pipe.
+  const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!descriptor.isOpen()) {
+    if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+    failWithErrno(file);
+  }
+  struct stat status {};
+  if (::fstat(descriptor.get(), &status) != 0) failWithErrno(file);
+  if (!S_ISREG(status.st_mode)) fail(file, "is no regular file");
+  if (static_cast<std::uintmax_t>(status.st_size) > largestFile) fail(file, "is over 64 MB");
+
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  std::size_t length = 0;
+  while (length < bytes.size()) {
+    const ssize_t count = ::read(descriptor.get(), bytes.data() + length, bytes.size() - length);
+    if (count < 0 && errno != EINTR) failWithErrno(file);
+    if (count == 0) break;
+    if (count > 0) length += static_cast<std::size_t>(count);
+  }
+  bytes.resize(length);
+  return bytes;
+}
+
+void PosixFileStore::writeAtomically(const std::filesystem::path& file, std::string_view bytes) {
+  const std::filesystem::path target = linkTarget(file);
+  std::string temporary =
+      (folderOf(target) / ("." + target.filename().string() + ".XXXXXX")).string();
+  Descriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
+  if (!descriptor.isOpen()) failWithErrno(file);
+  const bool isWritten = writeAll(descriptor.get(), bytes) && ::fsync(descriptor.get()) == 0 &&
+                         descriptor.close() && ::rename(temporary.c_str(), target.c_str()) == 0;
+  if (!isWritten) {
+    const int reason = errno;
+    ::unlink(temporary.c_str());
+    errno = reason;
+    failWithErrno(file);
+  }
+  flushFolder(folderOf(target));
+}
+
+bool PosixFileStore::createFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (std::filesystem::is_directory(folder, error)) return true;
+  const std::filesystem::path parent = folder.parent_path();
+  if (!parent.empty() && parent != folder && !createFolder(parent)) return false;
+  return ::mkdir(folder.c_str(), 0700) == 0 || std::filesystem::is_directory(folder, error);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,116 @@
+#include "platform/linux/SocketStream.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <string_view>
+#include <utility>
+
+namespace halcyra {
+namespace {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using std::chrono::steady_clock;
+
+// Bytes that may pass without a wait before other tasks of the executor get their turn.
+constexpr std::size_t fairShare = 1u << 20;
+
+}  // namespace
+
+SocketStream::SocketStream(tcp::socket socket, std::unique_ptr<SocketChannel> channel,
+                           Endpoint peer, const SocketLimits& limits)
+    : socket_(std::move(socket)),
+      channel_(std::move(channel)),
+      peer_(std::move(peer)),
+      limits_(limits) {}
+
+Task<void> SocketStream::open() {
+  const auto deadline = steady_clock::now() + limits_.connect;
+  const std::stop_token never;
+  for (;;) {
+    const SocketTry attempt = channel_->open();
+    if (attempt.result == SocketTry::Result::moved) co_return;
+    if (!co_await ready(attempt.result, deadline, never)) {
+      throw silent("did not finish the TLS handshake within", limits_.connect);
+    }
+  }
+}
+
+Task<Received> SocketStream::receive(std::span<char> room, ReceiveWait wait) {
+  const auto start = steady_clock::now();
+  for (;;) {
+    requireOpen();
+    const SocketTry attempt = channel_->read(room);
+    if (attempt.result == SocketTry::Result::finished) co_return Received{0, true};
+    if (attempt.result == SocketTry::Result::moved) {
+      co_await letOthersRun(attempt.count);
+      co_return Received{attempt.count, false};
+    }
+    // With TLS a wake-up may bring bytes but no text yet: the silence limit counts anew.
+    const auto deadline =
+        wait.longest ? start + *wait.longest : steady_clock::now() + limits_.silence;
+    if (!co_await ready(attempt.result, deadline, wait.stop)) {
+      if (wait.longest || wait.stop.stop_requested()) co_return Received{};
+      throw silent("sent nothing for", limits_.silence);
+    }
+  }
+}
+
+Task<void> SocketStream::send(std::string bytes) {
+  const std::stop_token never;
+  std::string_view rest = bytes;
+  while (!rest.empty()) {
+    requireOpen();
+    const SocketTry attempt = channel_->write(rest);
+    if (attempt.result == SocketTry::Result::moved) {
+      rest.remove_prefix(attempt.count);
+      continue;
+    }
+    if (attempt.result == SocketTry::Result::finished) {
+      throw StreamError("The connection to " + peerText(peer_) + " was closed by the server.");
+    }
+    if (!co_await ready(attempt.result, steady_clock::now() + limits_.silence, never)) {
+      throw silent("took no bytes for", limits_.silence);
+    }
+  }
+}
+
+void SocketStream::close() noexcept {
+  boost::system::error_code ignored;
+  socket_.close(ignored);
+}
+
+// Waits until the socket may move bytes; false when the deadline or a stop came first. Only the
+// wait is cancelled, never a transfer, so no byte is lost. Throws when the stream is closed
+// meanwhile.
+Task<bool> SocketStream::ready(SocketTry::Result need, Deadline deadline,
+                               const std::stop_token& stop) {
+  movedWithoutWait_ = 0;
+  if (stop.stop_requested() || steady_clock::now() >= deadline) co_return false;
+  const auto direction =
+      need == SocketTry::Result::needsReadable ? tcp::socket::wait_read : tcp::socket::wait_write;
+  boost::system::error_code error;
+  const OperationLimit limit(socket_, deadline, stop);
+  co_await socket_.async_wait(direction, asio::redirect_error(asio::use_awaitable, error));
+  requireOpen();
+  co_return !error;
+}
+
+Task<void> SocketStream::letOthersRun(std::size_t moved) {
+  movedWithoutWait_ += moved;
+  if (movedWithoutWait_ < fairShare) co_return;
+  movedWithoutWait_ = 0;
+  co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+}
+
+void SocketStream::requireOpen() const {
+  if (!socket_.is_open()) throw StreamError("The connection to " + peerText(peer_) + " is closed.");
+}
+
+StreamError SocketStream::silent(const char* what, std::chrono::milliseconds limit) const {
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit).count();
+  return StreamError("The server " + peerText(peer_) + " " + what + " " + std::to_string(seconds) +
+                     " seconds.");
+}
+
+}  // namespace halcyra

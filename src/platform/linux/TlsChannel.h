@@ -1,0 +1,63 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/linux/SocketChannel.h"
+
+namespace halcyra {
+
+/// What all TLS connections of the program share: TLS 1.2 or later and the system's trust store,
+/// which is OpenSSL's default; its environment variables SSL_CERT_FILE and SSL_CERT_DIR name
+/// another.
+class TlsContext {
+ public:
+  /// Throws StreamError.
+  TlsContext();
+
+  SSL_CTX* get() const { return context_.get(); }
+
+ private:
+  struct Free {
+    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  };
+  std::unique_ptr<SSL_CTX, Free> context_;
+};
+
+/// TLS (RFC 8446, RFC 5246) as a client, with a check of the certificate against the peer's host
+/// name or address (RFC 6125). OpenSSL works on the socket directly, so that waiting is only ever
+/// for the socket and a wait that ends early leaves the TLS state whole.
+class TlsChannel : public SocketChannel {
+ public:
+  /// Throws StreamError. The socket must stay open as long as the channel is used.
+  TlsChannel(const TlsContext& context, int socket, Endpoint peer);
+
+  SocketTry open() override;
+  SocketTry read(std::span<char> room) override;
+  SocketTry write(std::string_view bytes) override;
+
+  /// What OpenSSL's calls on the socket find and leave.
+  struct Wire {
+    int socket = -1;
+    int systemError = 0;
+    bool ended = false;
+  };
+
+ private:
+  struct Free {
+    void operator()(SSL* session) const { SSL_free(session); }
+  };
+
+  void nameThePeer();
+  SocketTry outcome(int result, std::size_t count);
+  std::string reason() const;
+
+  Endpoint peer_;
+  Wire wire_;
+  std::unique_ptr<SSL, Free> session_;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <future>
+
+#include "LoopbackServer.h"
+#include "platform/linux/SocketConnector.h"
+#include "support/RunTask.h"
+
+namespace halcyra {
+namespace {
+
+using namespace std::chrono_literals;
+
+const Certificate& trusted() {
+  static const Certificate authority = Certificate::authority();
+  return authority;
+}
+
+// Plain and TLS alike; a server's process would die of SIGPIPE in none of them.
+class SocketStreamTest : public testing::TestWithParam<bool> {
+ protected:
+  SocketStreamTest() {
+    const std::string file =
+        std::filesystem::temp_directory_path() / ("halcyra-ca-" + std::to_string(getpid()));
+    trusted().writeTo(file);
+    setenv("SSL_CERT_FILE", file.c_str(), 1);
+    file_ = file;
+  }
+  ~SocketStreamTest() override {
+    unsetenv("SSL_CERT_FILE");
+    std::filesystem::remove(file_);
+  }
+
+  void serve(LoopbackServer::Serve serve) {
+    server_.emplace(std::move(serve), GetParam() ? &certificate_ : nullptr);
+  }
+  Endpoint endpoint(std::string host = "localhost") const {
+    return {std::move(host), server_->port(), GetParam()};
+  }
+  std::unique_ptr<ByteStream> connect(SocketLimits limits = {}) {
+    SocketConnector connector(context_.get_executor(), limits);
+    return runTask(context_, connector.connect(endpoint()));
+  }
+  Received receive(ByteStream& stream, std::span<char> room, ReceiveWait wait = {}) {
+    return runTask(context_, stream.receive(room, std::move(wait)));
+  }
+  std::string receiveText(ByteStream& stream, std::size_t size) {
+    std::string text(size, '\0');
+    std::size_t done = 0;
+    while (done < size) {
+      const Received got = receive(stream, std::span(text).subspan(done));
+      if (got.finished) break;
+      done += got.count;
+    }
+    return text.substr(0, done);
+  }
+  std::string failureOf(Task<Received> task) {
+    try {
+      runTask(context_, std::move(task));
+    } catch (const StreamError& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  boost::asio::io_context context_;
+  std::string file_;
+  Certificate certificate_ = Certificate::issued(trusted(), "DNS:localhost");
+  std::optional<LoopbackServer> server_;
+};
+
+INSTANTIATE_TEST_SUITE_P(PlainAndTLS, SocketStreamTest, testing::Bool());
+
+TEST_P(SocketStreamTest, WaitsThatEndEarlyLoseNothing) {
+  std::promise<void> go;
+  serve([&](ServerSide& side) {
+    go.get_future().wait();
+    side.write("first");
+    side.write(side.read(4));
+  });
+  const auto stream = connect();
+  char room[3];
+  EXPECT_EQ(receive(*stream, room, {5ms, {}}).count, 0u);
+  EXPECT_EQ(receive(*stream, room, {0ms, {}}).count, 0u);
+
+  std::stop_source stop;
+  std::thread other([&] { stop.request_stop(); });
+  const Received stopped = receive(*stream, room, {1h, stop.get_token()});
+  other.join();
+  EXPECT_TRUE(stopped.count == 0 && !stopped.finished);
+  EXPECT_EQ(receive(*stream, room, {{}, stop.get_token()}).count, 0u);
+
+  go.set_value();
+  EXPECT_EQ(receiveText(*stream, 5), "first");
+  runTask(context_, stream->send("DONE"));
+  EXPECT_EQ(receiveText(*stream, 4), "DONE");
+  EXPECT_TRUE(receive(*stream, room).finished);
+}
+
+TEST_P(SocketStreamTest, LargeTransfersPassBothWays) {
+  std::string up(3u << 20, 'u'), down(8u << 20, '\0');
+  for (std::size_t i = 0; i < down.size(); ++i) down[i] = static_cast<char>(i * 31 >> 3);
+  std::string seen;
+  serve([&](ServerSide& side) {
+    side.write(down);
+    seen = side.read(up.size());
+  });
+  const auto stream = connect();
+  EXPECT_TRUE(receiveText(*stream, down.size()) == down);
+  runTask(context_, stream->send(up));
+  server_.reset();
+  EXPECT_TRUE(seen == up);
+}
+
+TEST_P(SocketStreamTest, ASilentServerIsAnErrorThatNamesIt) {
+  serve([](ServerSide& side) { side.read(1); });
+  const auto stream = connect({.silence = 20ms});
+  char room[3];
+  const std::string failure = failureOf(stream->receive(room, {}));
+  EXPECT_EQ(failure, "The server localhost port " + std::to_string(server_->port()) +
+                         " sent nothing for 1 seconds.");
+  stream->close();
+}
+
+TEST_P(SocketStreamTest, CloseEndsAReceiveUnderWay) {
+  serve([](ServerSide& side) { side.read(1); });
+  const auto stream = connect();
+  char room[3];
+  boost::asio::steady_timer soon(context_, 5ms);
+  soon.async_wait([&](auto) { stream->close(); });
+  EXPECT_EQ(failureOf(stream->receive(room, {})),
+            "The connection to localhost port " + std::to_string(server_->port()) + " is closed.");
+  EXPECT_THROW(runTask(context_, stream->send("x")), StreamError);
+}
+
+TEST_P(SocketStreamTest, SendingToAPeerThatLeftFailsAndKillsNothing) {
+  signal(SIGPIPE, SIG_DFL);  // a parent may have had it ignored
+  serve([](ServerSide&) {});
+  const auto stream = connect();
+  server_.reset();
+  EXPECT_THROW(for (int i = 0; i < 100; ++i)
+                   runTask(context_, stream->send(std::string(1u << 20, 'x'))),
+               StreamError);
+}
+
+TEST_P(SocketStreamTest, ASocketHasKeepaliveAndUserTimeout) {
+  serve([](ServerSide& side) { side.read(1); });
+  const auto stream = connect();
+  for (int handle = 3, found = 0; found == 0; ++handle) {
+    ASSERT_LT(handle, 64) << "no socket connected to the server";
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    if (getpeername(handle, reinterpret_cast<sockaddr*>(&peer), &size) != 0) continue;
+    if (peer.sin_family != AF_INET || ntohs(peer.sin_port) != server_->port()) continue;
+    const auto option = [&](int level, int name) {
+      int value = -1;
+      socklen_t length = sizeof value;
+      getsockopt(handle, level, name, &value, &length);
+      return value;
+    };
+    found = 1;
+    EXPECT_EQ(option(SOL_SOCKET, SO_KEEPALIVE), 1);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPIDLE), 60);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPINTVL), 15);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPCNT), 4);
+    EXPECT_EQ(option(IPPROTO_TCP, TCP_USER_TIMEOUT), 120'000);
+  }
+  stream->close();
+}
+
+class Connecting : public SocketStreamTest {
+ protected:
+  std::string failure(const Endpoint& to, SocketLimits limits = {}) {
+    SocketConnector connector(context_.get_executor(), limits);
+    try {
+      runTask(context_, connector.connect(to));
+    } catch (const StreamError& error) {
+      return error.what();
+    }
+    return "";
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(WithTLS, Connecting, testing::Values(true));
+
+TEST_P(Connecting, OnlyAFittingCertificateIsAccepted) {
+  const Certificate stranger = Certificate::authority("Stranger");
+  struct Case {
+    const char* host;
+    Certificate certificate;
+    const char* reason;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"localhost", Certificate::issued(trusted(), "DNS:localhost"), nullptr},
+           {"127.0.0.1", Certificate::issued(trusted(), "IP:127.0.0.1"), nullptr},
+           {"localhost", Certificate::issued(trusted(), "DNS:mail.example.org"),
+            "hostname mismatch"},
+           {"localhost", Certificate::issued(trusted(), "DNS:l*t"), "hostname mismatch"},
+           {"127.0.0.1", Certificate::issued(trusted(), "DNS:127.0.0.1"), "IP address mismatch"},
+           {"localhost", Certificate::issued(trusted(), "DNS:localhost", -5, -2),
+            "certificate has expired"},
+           {"localhost", Certificate::issued(stranger, "DNS:localhost"),
+            "unable to get local issuer certificate"}}) {
+    certificate_ = c.certificate;
+    serve([](ServerSide&) {});
+    const std::string peer = std::string(c.host) + " port " + std::to_string(server_->port());
+    EXPECT_EQ(failure(endpoint(c.host)),
+              c.reason ? "The certificate of " + peer + " does not fit: " + c.reason + "." : "");
+    server_.reset();
+  }
+}
+
+TEST_P(Connecting, FailuresNameThePeerAndTheReason) {
+  LoopbackServer plain([](ServerSide& side) { side.write("* OK not TLS at all\r\n"); });
+  LoopbackServer silent([](ServerSide& side) { side.read(1000); });
+  LoopbackServer closing([](ServerSide& side) { side.read(1); });
+  std::uint16_t free = LoopbackServer([](ServerSide&) {}).port();
+  const auto starts = [&](const Endpoint& to, const std::string& start, const std::string& end) {
+    const std::string text = failure(to, {.connect = 100ms});
+    EXPECT_TRUE(text.starts_with(start + " port " + std::to_string(to.port)) && text.ends_with(end))
+        << text;
+  };
+  starts({"127.0.0.1", plain.port(), true}, "No TLS connection with 127.0.0.1",
+         ": the server does not speak TLS there.");
+  starts({"127.0.0.1", silent.port(), true}, "The server 127.0.0.1",
+         " did not finish the TLS handshake within 1 seconds.");
+  starts({"127.0.0.1", free, false}, "Cannot connect to 127.0.0.1", ": connection refused.");
+  starts({"nothing.invalid", 993, true}, "Cannot connect to nothing.invalid", ".");
+  starts({"", 993, true}, "Cannot connect to ", ": the host name is empty or holds a NUL.");
+}
+
+}  // namespace
+}  // namespace halcyra
