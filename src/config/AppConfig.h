@@ -21,7 +21,8 @@ inline constexpr std::string_view defaultClassificationSystemPrompt =
     "Prefer the most specific rule whose criteria clearly match the email. Use the catch-all only "
     "when no other rule is a reasonable fit.\n\n"
     "When unsure between two rules, pick the broader or catch-all rule and lower `confidence`.\n\n"
-    "If the email is not in English and a rule asks for a suggested reply, write `draft_reply` in the "
+    "If the email is not in English and a rule asks for a suggested reply, write `draft_reply` in "
+    "the "
     "same language as the email.";
 
 enum class LowConfidenceAction { popup, skip };
@@ -230,7 +231,8 @@ struct AppConfig {
   /// Ids that a rule may be scoped to.
   std::set<std::string> validMailboxIds() const;
 
-  /// The repaired rule list: 1 to 50 rules, exactly one catch-all, at most one mailbox a scoped rule.
+  /// The repaired rule list: 1 to 50 rules, exactly one catch-all, at most one mailbox a scoped
+  /// rule.
   std::vector<MailRule> effectiveRules() const;
 
   /// The rules for mail that came in at one mailbox, catch-all last; empty when none applies.
@@ -243,8 +245,8 @@ struct AppConfig {
 /// The rule that catches what no other rule fits, with a fresh id.
 MailRule defaultCatchAllRule();
 
-/// Drops mailbox ids that are not valid and all but the first of the rest; a scoped rule without any
-/// applies to all mailboxes.
+/// Drops mailbox ids that are not valid and all but the first of the rest; a scoped rule without
+/// any applies to all mailboxes.
 void sanitizeRuleMailboxScope(MailRule& rule, const std::set<std::string>& validIds);
 
 /// A rule's tag as it is shown and sent: trimmed, on one line (CR LF, CR and LF become one blank

@@ -35,7 +35,8 @@ class KeychainEnvelopeStorage {
   /// The secret, or nothing. A keychain that cannot be read looks empty for this call.
   std::optional<std::string> readSecret(const std::string& key);
 
-  /// Stores a secret; an empty value removes it. Throws KeychainError.
+  /// Stores a secret; an empty value removes it. Throws KeychainError: when the keychain could not
+  /// be read nothing is changed; when it could not be written the change stays in memory.
   void writeSecret(const std::string& value, const std::string& key);
 
   /// Throws KeychainError.
@@ -44,16 +45,29 @@ class KeychainEnvelopeStorage {
   /// The keys in ascending order. Throws KeychainError when the keychain cannot be read.
   std::vector<std::string> keys();
 
+  /// Have the secrets been read? Until then what reads as absent may well be there.
+  bool isLoaded();
+
  private:
   using Entries = std::map<std::string, std::string>;
 
-  KeychainStatus ensureLoaded();
-  void migrate();
-  void writeEnvelope();
+  /// How an attempt to load went. `isEmpty`: the keychain was read and holds no secret, but the
+  /// empty envelope could not be written.
+  struct Loading {
+    KeychainStatus status = KeychainStatus::success;
+    bool isEmpty = false;
+  };
+
+  // These are called with the lock held.
+  Loading ensureLoaded();
+  Loading migrate();
+  KeychainStatus writeEnvelope();
+  Entries& loadedEntries();
+  [[noreturn]] void fail(KeychainStatus status) const;
 
   Keychain& keychain_;
   std::mutex lock_;
-  std::optional<Entries> entries_;
+  std::optional<Entries> entries_;  // absent until loaded
 };
 
 }  // namespace halcyra

@@ -32,8 +32,8 @@ struct SecretsSnapshot {
   bool operator==(const SecretsSnapshot&) const = default;
 };
 
-/// The facade over the secrets and the build's values that the rest of the program calls, with caches
-/// for what the polling loops read. Any thread may call.
+/// The facade over the secrets and the build's values that the rest of the program calls, with
+/// caches for what the polling loops read. Any thread may call.
 class KeychainHelper {
  public:
   /// `storage` must outlive the helper.

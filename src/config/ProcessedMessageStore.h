@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "platform/FileStore.h"
 
@@ -31,13 +31,14 @@ class ProcessedMessageStore {
   void insert(const std::string& key);
 
  private:
+  void add(std::string key);
   void trim();
   void save();
 
   FileStore& files_;
   std::filesystem::path file_;
   mutable std::mutex queue_;
-  std::unordered_set<std::string> ids_;
+  std::unordered_map<std::string, std::string> ids_;  // each with its JSON text, for quick saves
 };
 
 }  // namespace halcyra

@@ -1,0 +1,83 @@
+#include "config/ProcessedMessageStore.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "text/Json.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::size_t entriesAfterTrim = 4500;
+
+std::vector<std::string> idsOf(const std::string& text) {
+  const nlohmann::json list = parseJson(text);
+  const bool isListOfTexts =
+      list.is_array() && std::all_of(list.begin(), list.end(),
+                                     [](const nlohmann::json& id) { return id.is_string(); });
+  return isListOfTexts ? list.get<std::vector<std::string>>() : std::vector<std::string>();
+}
+
+}  // namespace
+
+std::string messageKey(std::string_view accountId, std::string_view messageID) {
+  return std::string(accountId) + "\x1E" + std::string(messageID);
+}
+
+ProcessedMessageStore::ProcessedMessageStore(FileStore& files, const std::filesystem::path& folder)
+    : files_(files), file_(folder / "processed-ids.json") {
+  files_.createFolder(folder);  // without it, writes fail later
+  try {
+    if (const auto text = files_.read(file_)) {
+      for (std::string& id : idsOf(*text)) add(std::move(id));
+    }
+  } catch (const std::runtime_error&) {
+    // Unreadable or no JSON: the same as no file.
+  }
+}
+
+bool ProcessedMessageStore::contains(const std::string& key) const {
+  const std::scoped_lock hold(queue_);
+  return ids_.contains(key);
+}
+
+void ProcessedMessageStore::insert(const std::string& key) {
+  const std::scoped_lock hold(queue_);
+  add(key);
+  trim();
+  save();
+}
+
+void ProcessedMessageStore::add(std::string key) {
+  std::string text = jsonText(key);
+  ids_.emplace(std::move(key), std::move(text));
+}
+
+// Goes by the order of the keys, not by age: the set stays a plain list of texts on disk.
+void ProcessedMessageStore::trim() {
+  if (ids_.size() <= maxEntries) return;
+  std::vector<std::string_view> keys;
+  keys.reserve(ids_.size());
+  for (const auto& [key, text] : ids_) keys.push_back(key);
+  const auto lowestKept =
+      keys.begin() + static_cast<std::ptrdiff_t>(keys.size() - entriesAfterTrim);
+  std::nth_element(keys.begin(), lowestKept, keys.end());
+  const std::string lowest(*lowestKept);
+  std::erase_if(ids_, [&](const auto& entry) { return entry.first < lowest; });
+}
+
+void ProcessedMessageStore::save() {
+  std::string list = "[";
+  for (const auto& [key, text] : ids_) {
+    if (list.size() > 1) list += ',';
+    list += text;
+  }
+  list += ']';
+  try {
+    files_.writeAtomically(file_, list);
+  } catch (const FileError&) {
+    // The key stays in memory, and the next insert writes everything again.
+  }
+}
+
+}  // namespace halcyra

@@ -1,0 +1,80 @@
+#include "config/ProcessedMessageStore.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "support/MemoryFiles.h"
+
+namespace halcyra {
+namespace {
+
+using Keys = std::set<std::string>;
+constexpr const char* file = "/data/processed-ids.json";
+
+std::string keyOf(int number) {
+  return messageKey("m", std::to_string(100000 + number));
+}
+
+Keys storedIn(MemoryFiles& files) {
+  return nlohmann::json::parse(files.contents.at(file));
+}
+
+TEST(ProcessedMessages, KeysSurviveARestart) {
+  MemoryFiles files;
+  const std::string key = messageKey("m", "<Ä@x>");
+  EXPECT_EQ(key, "m\x1E<Ä@x>");
+  ProcessedMessageStore(files, "/data").insert(key);
+  EXPECT_EQ(files.contents[file], R"(["m\u001e<Ä@x>"])");
+  ProcessedMessageStore store(files, "/data");
+  EXPECT_TRUE(store.contains(key));
+  EXPECT_FALSE(store.contains(messageKey("M", "<Ä@x>")));
+  store.insert(key);
+  EXPECT_EQ(files.written.size(), 2u);
+  EXPECT_EQ(storedIn(files), Keys{key});
+}
+
+TEST(ProcessedMessages, ADamagedFileIsAnEmptySet) {
+  for (const char* text : {"{\"a\": 1}", "[\"a\", 1]", "[\"a\"", ""}) {
+    MemoryFiles files;
+    files.contents[file] = text;
+    ProcessedMessageStore store(files, "/data");
+    EXPECT_FALSE(store.contains("a")) << text;
+    store.insert("b");
+    EXPECT_EQ(storedIn(files), Keys{"b"}) << text;
+  }
+}
+
+TEST(ProcessedMessages, AFailedWriteIsMadeGoodByTheNext) {
+  MemoryFiles files;
+  ProcessedMessageStore store(files, "/data");
+  store.insert("a");
+  files.isFull = true;
+  store.insert("b");
+  EXPECT_TRUE(store.contains("b"));
+  EXPECT_EQ(storedIn(files), Keys{"a"});
+  files.isFull = false;
+  store.insert("c");
+  EXPECT_EQ(storedIn(files), (Keys{"a", "b", "c"}));
+}
+
+TEST(ProcessedMessages, TheHighestKeysStay) {
+  MemoryFiles files;
+  Keys keys;
+  for (int number = 1; number < 5000; ++number) keys.insert(keyOf(number));
+  files.contents[file] = nlohmann::json(keys).dump();
+  ProcessedMessageStore store(files, "/data");
+  store.insert(keyOf(5000));
+  EXPECT_EQ(storedIn(files).size(), 5000u);
+  store.insert(keyOf(0));  // the lowest of all goes at once
+  const Keys left = storedIn(files);
+  EXPECT_EQ(left.size(), 4500u);
+  EXPECT_EQ(*left.begin(), keyOf(501));
+  EXPECT_EQ(*left.rbegin(), keyOf(5000));
+  EXPECT_FALSE(store.contains(keyOf(0)));
+  EXPECT_FALSE(store.contains(keyOf(500)));
+}
+
+}  // namespace
+}  // namespace halcyra
