@@ -1,0 +1,91 @@
+#include "mail/BodyCleanup.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "mail/HtmlScanners.h"
+#include "mail/RepeatedLines.h"
+#include "text/Case.h"
+#include "text/Scan.h"
+#include "text/Trim.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::string_view blanks = " \t";
+
+// U+FFFC, U+FFFD or U+FEFF, all three bytes long
+std::optional<Match> nextSpecial(std::string_view text, std::size_t from) {
+  return nextStartingWith(text, '\xEF', from, [text](std::size_t begin) {
+    const std::string_view character = text.substr(begin, 3);
+    const bool special = character == "\uFFFC" || character == "\uFFFD" || character == "\uFEFF";
+    return special ? begin + 3 : text.npos;
+  });
+}
+
+bool isMimeNoise(std::string_view line) {
+  const std::string_view form = trimmedOf(line, blanks);
+  if (form.starts_with("--")) return true;
+  const auto isHeader = [form](std::string_view name) {
+    return equalsIgnoringAsciiCase(form.substr(0, name.size()), name);
+  };
+  return isHeader("content-type:") || isHeader("content-transfer-encoding:") ||
+         isHeader("content-id:") || isHeader("mime-version:");
+}
+
+}  // namespace
+
+void stripLinkResidue(std::string& text) {
+  for (const bool wholeTag : {true, false}) {
+    replaceMatches(text, "", [wholeTag](std::string_view view, std::size_t from) {
+      return nextLinkOpening(view, from, wholeTag);
+    });
+  }
+  replaceMatches(text, "\n", nextTableTag);
+}
+
+void dropRepeatedLines(std::string& text) {
+  LineMemory seen(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
+  // Kept lines are moved to the front; they never reach the line being read.
+  const std::string_view view = text;
+  std::size_t written = 0;
+  bool lastIsEmpty = false;
+  for (std::size_t begin = 0; begin <= view.size();) {
+    const std::size_t end = std::min(view.find('\n', begin), view.size());
+    const std::string_view line = trimmedOf(view.substr(begin, end - begin), blanks);
+    begin = end + 1;
+    if (line.empty() ? lastIsEmpty : !seen.isNew(lowercased(line))) continue;
+    lastIsEmpty = line.empty();
+    std::copy(line.begin(), line.end(), text.begin() + static_cast<std::ptrdiff_t>(written));
+    written += line.size();
+    if (end < view.size()) text[written++] = '\n';
+  }
+  text.resize(written);
+  trim(text);
+}
+
+void finalCleanup(std::string& text) {
+  replaceMatches(text, "", nextSpecial);
+  replaceMatches(text, "", nextShortTag);
+  replaceMatches(text, "\n\n", nextBlankRun);
+  trim(text);
+}
+
+std::string stripMIMENoise(std::string_view body) {
+  std::string text;
+  text.reserve(body.size());
+  for (std::size_t begin = 0; begin <= body.size();) {
+    const std::size_t end = std::min(body.find('\n', begin), body.size());
+    std::string_view line = body.substr(begin, end - begin);
+    begin = end + 1;
+    const bool terminated = end < body.size();
+    if (terminated && line.ends_with('\r')) line.remove_suffix(1);
+    if (isMimeNoise(line)) continue;
+    text.append(line);
+    if (terminated) text.push_back('\n');
+  }
+  trim(text);
+  return text;
+}
+
+}  // namespace halcyra

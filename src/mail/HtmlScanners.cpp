@@ -1,0 +1,206 @@
+#include "mail/HtmlScanners.h"
+
+#include <algorithm>
+
+#include "text/Case.h"
+#include "text/RegexClasses.h"
+#include "text/Trim.h"
+#include "text/Utf8.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+// Behind `c` at `position`, or npos; npos stays npos.
+std::size_t after(std::string_view text, std::size_t position, char c) {
+  return position < text.size() && text[position] == c ? position + 1 : npos;
+}
+
+std::size_t afterFolded(std::string_view text, std::size_t position, std::string_view word) {
+  return position == npos ? npos : foldedMatchEnd(text, position, word);
+}
+
+std::size_t afterSpaces(std::string_view text, std::size_t position) {
+  return position == npos ? npos : skipWhiteSpace(text, position);
+}
+
+std::size_t afterOptional(std::string_view text, std::size_t position, char c) {
+  const std::size_t behind = after(text, position, c);
+  return behind == npos ? position : behind;
+}
+
+// Lazily up to the first `closer` at or after `position`.
+std::size_t afterFirst(std::string_view text, std::size_t position, std::string_view closer) {
+  const std::size_t found = findText(text, closer, position);
+  return found == npos ? npos : found + closer.size();
+}
+
+// WORD\s*=\s*"[^"]*", folded
+std::size_t afterAttribute(std::string_view text, std::size_t position, std::string_view word) {
+  position = afterSpaces(text, afterFolded(text, position, word));
+  position = afterSpaces(text, after(text, position, '='));
+  position = after(text, position, '"');
+  return position == npos ? npos : afterFirst(text, position, "\"");
+}
+
+// (?:WORD\s*=\s*"[^"]*"\s*)?
+std::size_t afterOptionalAttribute(std::string_view text, std::size_t position,
+                                   std::string_view word) {
+  const std::size_t behind = afterSpaces(text, afterAttribute(text, position, word));
+  return behind == npos ? position : behind;
+}
+
+// Places of "</NAME>", folded.
+std::size_t afterClosingTag(std::string_view text, std::size_t position, std::string_view name) {
+  while ((position = findText(text, "</", position)) != npos) {
+    const std::size_t end = after(text, foldedMatchEnd(text, position + 2, name), '>');
+    if (end != npos) return end;
+    ++position;
+  }
+  return npos;
+}
+
+// At most 200 characters of [^>\n] between `begin` and the ">" at `stop`.
+bool isShort(std::string_view text, std::size_t begin, std::size_t stop) {
+  constexpr std::size_t longest = 200;
+  constexpr std::size_t bytesOfCodePoint = 4;
+  const std::size_t bytes = stop - begin;
+  if (bytes > longest * bytesOfCodePoint) return false;
+  return bytes <= longest || codePointCount(text.substr(begin, bytes)) <= longest;
+}
+
+// The next OPENING[^>\n]{0,200}>, where `openingEnd` gives the end of an opening at a "<". The
+// first ">" or line feed behind an opening is looked for once and serves all openings before it.
+template <class OpeningEnd>
+std::optional<Match> nextShort(std::string_view text, std::size_t from, OpeningEnd openingEnd) {
+  std::size_t stop = 0;
+  for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    const std::size_t opened = openingEnd(begin);
+    if (opened == npos) continue;
+    if (stop < opened) stop = findEither(text, '>', '\n', opened);
+    if (stop == text.size()) return std::nullopt;
+    if (text[stop] == '>' && isShort(text, opened, stop)) return Match{begin, stop + 1};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Match> nextElement(std::string_view text, std::size_t from, std::string_view name) {
+  for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    const std::size_t named = foldedMatchEnd(text, begin + 1, name);
+    if (named == npos || !wordEndsAt(text, named)) continue;
+    // Without a ">" or a closing tag behind this place, no later opening has one either.
+    const std::size_t opened = afterFirst(text, named, ">");
+    const std::size_t end = opened == npos ? npos : afterClosingTag(text, opened, name);
+    if (end == npos) return std::nullopt;
+    return Match{begin, end};
+  }
+  return std::nullopt;
+}
+
+std::optional<Match> nextLineBreak(std::string_view text, std::size_t from) {
+  return nextStartingWith(text, '<', from, [text](std::size_t begin) {
+    const std::size_t named = afterSpaces(text, foldedMatchEnd(text, begin + 1, "br"));
+    return after(text, afterOptional(text, named, '/'), '>');
+  });
+}
+
+std::optional<Match> nextClosingTag(std::string_view text, std::size_t from,
+                                    std::string_view name) {
+  return nextStartingWith(text, '<', from, [text, name](std::size_t begin) {
+    const std::size_t named = afterFolded(text, after(text, begin + 1, '/'), name);
+    return after(text, afterSpaces(text, named), '>');
+  });
+}
+
+std::optional<Match> nextHeadingEnd(std::string_view text, std::size_t from) {
+  return nextStartingWith(text, '<', from, [text](std::size_t begin) {
+    const std::size_t level = afterFolded(text, after(text, begin + 1, '/'), "h");
+    const bool known = level < text.size() && text[level] >= '1' && text[level] <= '6';
+    return known ? after(text, afterSpaces(text, level + 1), '>') : npos;
+  });
+}
+
+std::optional<Match> nextComment(std::string_view text, std::size_t from) {
+  const std::size_t begin = findText(text, "<!--", from);
+  const std::size_t end = begin == npos ? npos : afterFirst(text, begin + 4, "-->");
+  if (end == npos) return std::nullopt;
+  return Match{begin, end};
+}
+
+std::optional<Match> nextCharacterData(std::string_view text, std::size_t from) {
+  for (std::size_t begin = from; (begin = findText(text, "<![", begin)) != npos; ++begin) {
+    const std::size_t opened = foldedMatchEnd(text, begin + 3, "cdata[");
+    if (opened == npos) continue;
+    const std::size_t end = afterFirst(text, opened, "]]>");
+    if (end == npos) return std::nullopt;  // nor is there one for a later opening
+    return Match{begin, end};
+  }
+  return std::nullopt;
+}
+
+std::optional<Match> nextTag(std::string_view text, std::size_t from) {
+  for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    if (after(text, begin + 1, '>') != npos) continue;
+    const std::size_t end = afterFirst(text, begin + 1, ">");
+    if (end == npos) return std::nullopt;
+    return Match{begin, end};
+  }
+  return std::nullopt;
+}
+
+std::optional<Match> nextShortTag(std::string_view text, std::size_t from) {
+  return nextShort(text, from, [](std::size_t begin) { return begin + 1; });
+}
+
+std::optional<Match> nextTableTag(std::string_view text, std::size_t from) {
+  return nextShort(text, from, [text](std::size_t begin) {
+    const std::size_t slashed = afterOptional(text, begin + 1, '/');
+    for (const std::string_view name : {"tr", "th", "td"}) {
+      const std::size_t end = foldedMatchEnd(text, slashed, name);
+      if (end != npos && wordEndsAt(text, end)) return end;
+    }
+    return npos;
+  });
+}
+
+std::optional<Match> nextBlankRun(std::string_view text, std::size_t from) {
+  const std::size_t begin = findText(text, "\n\n\n", from);
+  if (begin == npos) return std::nullopt;
+  return Match{begin, std::min(text.find_first_not_of('\n', begin), text.size())};
+}
+
+std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
+  for (std::size_t position = from; position < text.size();) {
+    const std::size_t begin = position;
+    const char32_t c = nextCodePoint(text, position);
+    if (c == '\n' || !isWhiteSpace(c)) continue;
+    for (std::size_t next = position; next < text.size(); position = next) {
+      const char32_t following = nextCodePoint(text, next);
+      if (following == '\n' || !isWhiteSpace(following)) break;
+    }
+    if (position - begin > 1 || c != ' ') return Match{begin, position};
+  }
+  return std::nullopt;
+}
+
+std::optional<Match> nextLinkOpening(std::string_view text, std::size_t from, bool wholeTag) {
+  for (std::size_t begin = from; begin < text.size(); ++begin) {
+    if (asciiLower(text[begin]) != 'a') continue;
+    const std::size_t named = skipWhiteSpace(text, begin + 1);
+    if (named == begin + 1) continue;
+    std::size_t end = afterAttribute(text, named, "href");
+    if (end == npos || !wordStartsAt(text, begin)) continue;
+    if (wholeTag) {
+      end = afterOptionalAttribute(text, afterSpaces(text, end), "target");
+      end = after(text, afterOptionalAttribute(text, end, "style"), '>');
+      if (end == npos) continue;
+    }
+    return Match{begin, end};
+  }
+  return std::nullopt;
+}
+
+}  // namespace halcyra

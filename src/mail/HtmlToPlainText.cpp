@@ -1,0 +1,113 @@
+#include "mail/HtmlToPlainText.h"
+
+#include <algorithm>
+
+#include "mail/DecodeHTMLEntities.h"
+#include "mail/HtmlScanners.h"
+#include "mail/QuotedPrintable.h"
+#include "text/Case.h"
+#include "text/RegexClasses.h"
+#include "text/Trim.h"
+
+namespace halcyra {
+namespace {
+
+// Elements whose content nobody reads, in the order of their removal.
+void removeSilentElements(std::string& text) {
+  for (const std::string_view name :
+       {"script", "style", "noscript", "template", "svg", "head", "title"}) {
+    replaceMatches(text, "\n", [name](std::string_view html, std::size_t from) {
+      return nextElement(html, from, name);
+    });
+  }
+}
+
+void replaceClosingTag(std::string& text, std::string_view name, std::string_view by) {
+  replaceMatches(text, by, [name](std::string_view html, std::size_t from) {
+    return nextClosingTag(html, from, name);
+  });
+}
+
+// What one step leaves can be a match of the next, so they keep their order.
+void breakBlocks(std::string& text) {
+  replaceMatches(text, "\n", nextLineBreak);
+  replaceClosingTag(text, "p", "\n\n");
+  replaceClosingTag(text, "div", "\n");
+  replaceClosingTag(text, "tr", "\n");
+  replaceMatches(text, "\n\n", nextHeadingEnd);
+  replaceMatches(text, "", nextComment);
+  replaceMatches(text, "\n", nextCharacterData);
+}
+
+// <(?:/?)(?:html|head|...)\b
+bool hasKnownTag(std::string_view text) {
+  static constexpr std::string_view names[] = {"html",  "head",   "body", "div",  "span", "table",
+                                               "tr",    "td",     "p",    "br",   "a",    "img",
+                                               "style", "script", "meta", "link", "font", "mjml"};
+  const auto known = [text](std::size_t begin) {
+    std::size_t name = begin + 1;
+    if (name < text.size() && text[name] == '/') ++name;
+    std::size_t end = name;
+    while (end < text.size() && text[end] >= 'a' && text[end] <= 'z') ++end;
+    const bool listed = std::ranges::find(names, text.substr(name, end - name)) != std::end(names);
+    return listed && wordEndsAt(text, end) ? end : text.npos;
+  };
+  return nextStartingWith(text, '<', 0, known).has_value();
+}
+
+// (?i)href\s*=\s*["']?https?://
+bool hasLinkAttribute(std::string_view text) {
+  for (std::size_t begin = 0; begin < text.size(); ++begin) {
+    if (asciiLower(text[begin]) != 'h') continue;
+    const std::size_t name = foldedMatchEnd(text, begin, "href");
+    if (name == text.npos) continue;
+    const std::size_t equals = skipWhiteSpace(text, name);
+    if (!text.substr(equals).starts_with('=')) continue;
+    std::size_t address = skipWhiteSpace(text, equals + 1);
+    if (address < text.size() && (text[address] == '"' || text[address] == '\'')) ++address;
+    const std::size_t scheme = foldedMatchEnd(text, address, "http");
+    if (scheme == text.npos) continue;
+    const std::size_t secure = foldedMatchEnd(text, scheme, "s");
+    if (text.substr(secure == text.npos ? scheme : secure).starts_with("://")) return true;
+  }
+  return false;
+}
+
+// <[a-zA-Z!/][^>\n]*>, twice
+bool hasTwoTags(std::string_view text) {
+  const auto opensTag = [text](std::size_t position) {
+    if (position >= text.size()) return false;
+    const char c = text[position];
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '!' || c == '/';
+  };
+  int tags = 0;
+  for (std::size_t begin = 0; (begin = text.find('<', begin)) != text.npos;) {
+    if (!opensTag(++begin)) continue;
+    // No opening before a line feed is closed behind it.
+    begin = findEither(text, '>', '\n', begin);
+    if (begin < text.size() && text[begin] == '>' && ++tags == 2) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool looksLikeHtml(std::string_view text) {
+  return hasKnownTag(text) || hasLinkAttribute(text) || hasTwoTags(text);
+}
+
+std::string htmlToPlainText(std::string text) {
+  if (hasQuotedPrintableResidue(text)) text = decodeQuotedPrintable(text, "");
+  removeSilentElements(text);
+  breakBlocks(text);
+  // Up to 16 passes are allowed for, but one leaves nothing: a "<" that stays is followed by ">" at
+  // once or by none at all, and neither changes when other tags go.
+  replaceMatches(text, "", nextTag);
+  text = decodeHTMLEntities(std::move(text));
+  replaceMatches(text, "\n\n", nextBlankRun);
+  replaceMatches(text, " ", nextWideSpace);
+  trim(text);
+  return text;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,159 @@
+#include "mail/IMAPClient.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "mail/IMAPExchange.h"
+#include "mail/IMAPIdleWatch.h"
+
+namespace halcyra {
+namespace {
+
+using Units = std::vector<std::string>;
+
+// Small, since an idle mailbox holds it for minutes.
+constexpr std::size_t idleRoom = 4u << 10;
+
+std::string asciiUppercased(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+  return text;
+}
+
+bool isGreeting(const std::string& unit) {
+  return unit.starts_with("* OK") || unit.starts_with("* PREAUTH");
+}
+
+// Servers word the end of IDLE in their own case; the tag is not looked for.
+bool endsIdle(std::string unit) {
+  const std::string upper = asciiUppercased(std::move(unit));
+  return upper.find("OK IDLE") != upper.npos || upper.find("BAD") != upper.npos;
+}
+
+}  // namespace
+
+Task<void> IMAPClient::connect(IMAPLogin login) {
+  const std::string user = imapQuoted(login.username, "user name");
+  const std::string password = imapQuoted(login.password, "password");
+  const std::string mailbox = imapQuoted(login.mailbox, "mailbox name");
+  reader_.clear();
+  tagCounter_ = 0;
+  Task<std::unique_ptr<ByteStream>> connecting = connector_.connect(login.endpoint);
+  connection_ = co_await std::move(connecting);
+  bool greeted = false;
+  while (!greeted) greeted = isGreeting(co_await readUnit());
+
+  // A server may repeat the password in any of its answers, as it was quoted or plain.
+  secrets_ = {password.substr(1, password.size() - 2), login.password};
+  Task<Units> loggingIn = runCommand("LOGIN " + user + " " + password);
+  co_await std::move(loggingIn);
+  Task<Units> selecting = runCommand("SELECT " + mailbox);
+  co_await std::move(selecting);
+}
+
+Task<std::vector<std::uint32_t>> IMAPClient::searchUnseen(std::string date) {
+  Task<Units> searching = runCommand("UID SEARCH UNSEEN SINCE " + date);
+  const Units units = co_await std::move(searching);
+  co_return imapSearchResult(units);
+}
+
+Task<std::vector<std::string>> IMAPClient::fetchMessage(std::uint32_t uid) {
+  Task<Units> fetching = runCommand("UID FETCH " + std::to_string(uid) + " (BODY.PEEK[])");
+  co_return co_await std::move(fetching);
+}
+
+Task<void> IMAPClient::markSeen(std::uint32_t uid) {
+  Task<Units> storing = runCommand("UID STORE " + std::to_string(uid) + " +FLAGS (\\Seen)");
+  co_await std::move(storing);
+}
+
+Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token stop) {
+  reader_.startExchange();
+  inStep_ = false;
+  Task<void> starting = send("E" + std::to_string(++tagCounter_) + " IDLE\r\n");
+  co_await std::move(starting);
+  bool waiting = false;
+  while (!waiting) waiting = (co_await readUnit()).starts_with("+ ");
+
+  Task<void> announcement = waitForAnnouncement(longest, std::move(stop));
+  co_await std::move(announcement);
+
+  reader_.startExchange();
+  Task<void> ending = send("DONE\r\n");
+  co_await std::move(ending);
+  bool ended = false;
+  while (!ended) ended = endsIdle(co_await readUnit());
+  inStep_ = true;
+}
+
+// Only the fact of a change matters: what arrives is looked at and dropped, first of all what came
+// along with the server's go-ahead.
+Task<void> IMAPClient::waitForAnnouncement(std::chrono::milliseconds longest,
+                                           std::stop_token stop) {
+  using std::chrono::steady_clock;
+  const auto deadline = steady_clock::now() + longest;
+  IMAPIdleWatch watch;
+  bool over = watch.announcedIn(reader_.unread());
+  reader_.clear();
+  std::string room(idleRoom, '\0');
+  while (!over && !stop.stop_requested()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+    if (left.count() <= 0) break;
+    Task<Received> receiving = connection().receive(room, ReceiveWait{left, stop});
+    const Received received = co_await std::move(receiving);
+    if (received.count == 0 && received.finished) throw IMAPError::connectionFailed();
+    over = received.count == 0 || watch.announcedIn({room.data(), received.count});
+  }
+}
+
+void IMAPClient::disconnect() noexcept {
+  // Kept until the client goes, for a receive that is still to see the end.
+  if (connection_) connection_->close();
+  inStep_ = false;
+}
+
+// Each unit is looked at as it comes, which finds the same end as a look at the whole list.
+Task<std::vector<std::string>> IMAPClient::runCommand(std::string text) {
+  const std::string tag = "E" + std::to_string(++tagCounter_);
+  reader_.startExchange();
+  inStep_ = false;
+  Task<void> sending = send(tag + " " + text + "\r\n");
+  co_await std::move(sending);
+  Units units;
+  for (;;) {
+    units.push_back(co_await readUnit());
+    const std::string& unit = units.back();
+    inStep_ = unit.starts_with(tag + " ");
+    if (unit.starts_with(tag + " NO") || unit.starts_with(tag + " BAD")) {
+      throw IMAPError::taggedFailure(imapFailureText(units, secrets_));
+    }
+    if (unit.starts_with(tag + " OK")) co_return units;
+  }
+}
+
+Task<void> IMAPClient::send(std::string bytes) {
+  Task<void> sending = connection().send(std::move(bytes));
+  co_await std::move(sending);
+}
+
+Task<std::string> IMAPClient::readUnit() {
+  for (;;) {
+    std::optional<std::string> unit = reader_.nextUnit();
+    if (unit) co_return std::move(*unit);
+    Task<Received> receiving = connection().receive(reader_.room(), {});
+    const Received received = co_await std::move(receiving);
+    if (received.count == 0) {
+      throw received.finished ? IMAPError::connectionFailed()
+                              : IMAPError::protocolError("Stalled IMAP parse");
+    }
+    reader_.arrived(received.count);
+  }
+}
+
+ByteStream& IMAPClient::connection() {
+  if (!connection_) throw IMAPError::connectionFailed();
+  return *connection_;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,67 @@
+#include "mail/Mojibake.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+#include "text/Graphemes.h"
+#include "text/Utf8.h"
+
+namespace halcyra {
+namespace {
+
+// U+00C3 and U+00C2 begin most letters of UTF-8 that was read as ISO-8859-1.
+struct TellTales {
+  std::size_t aTilde = 0;
+  std::size_t aCircumflex = 0;
+
+  std::size_t total() const { return aTilde + aCircumflex; }
+};
+
+TellTales countTellTales(std::string_view text) {
+  TellTales counted;
+  for (std::size_t place = 0; (place = text.find('\xC3', place)) != text.npos; place += 2) {
+    if (!isWholeCharacter(text, place, place + 2)) continue;
+    if (text[place + 1] == '\x83') ++counted.aTilde;
+    if (text[place + 1] == '\x82') ++counted.aCircumflex;
+  }
+  return counted;
+}
+
+// The text in ISO-8859-1, or nothing when a character does not fit.
+std::optional<std::string> latin1Bytes(std::string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const char32_t c = nextCodePoint(text, position);
+    if (c > 0xFF) return std::nullopt;
+    bytes.push_back(static_cast<char>(c));
+  }
+  return bytes;
+}
+
+bool isAscii(std::string_view text) {
+  return std::none_of(text.begin(), text.end(),
+                      [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
+bool isRepair(std::string_view old, std::string_view repaired) {
+  const TellTales before = countTellTales(old), after = countTellTales(repaired);
+  if (after.total() < before.total()) return true;
+  return before.aTilde > 0 && after.aTilde == 0;
+}
+
+}  // namespace
+
+std::string repairMojibake(std::string text, int passes) {
+  if (isAscii(text)) return text;
+  for (int pass = 0; pass < passes; ++pass) {
+    std::optional<std::string> repaired = latin1Bytes(text);
+    if (!repaired || !isValidUtf8(*repaired) || *repaired == text || repaired->empty()) break;
+    if (!isRepair(text, *repaired)) break;
+    text = std::move(*repaired);
+  }
+  return text;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,78 @@
+#include "mail/ParsedMail.h"
+
+#include <utility>
+
+#include "mail/BodyExtraction.h"
+#include "mail/EncodedWords.h"
+#include "mail/Headers.h"
+#include "text/Graphemes.h"
+#include "text/Trim.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::size_t longestBody = 50'000;
+
+std::string generatedId(std::string_view source, std::uint32_t uid) {
+  return std::string(source) + "-" + std::to_string(uid) + "@" + std::string(generatedIdDomain);
+}
+
+std::string cutBody(std::string text) {
+  if (hasMoreGraphemesThan(text, longestBody)) {
+    text.resize(graphemePrefix(text, longestBody).size());
+    text += "\n…";
+  }
+  text.shrink_to_fit();
+  return text;
+}
+
+// Fills what is read from the message; `source` begins a generated id.
+std::optional<ParsedMail> read(ParsedMail mail, std::string_view source) {
+  if (mail.rawRFC822.empty()) return std::nullopt;
+  const auto [headers, body] = splitHeaders(mail.rawRFC822);
+  mail.messageID = headerValue("Message-ID", headers).value_or(generatedId(source, mail.uid));
+  trim(mail.messageID);
+  mail.subject = decodeEncodedWords(headerValue("Subject", headers).value_or("(no subject)"));
+  mail.from = decodeEncodedWords(headerValue("From", headers).value_or(""));
+  mail.date = headerValue("Date", headers).value_or("");
+  mail.bodyText = cutBody(extractBodyText(headers, body));
+  return mail;
+}
+
+}  // namespace
+
+std::optional<ParsedMail> ParsedMail::fromIMAPFetch(std::string accountId, std::uint32_t uid,
+                                                    std::span<std::string> fetchLines) {
+  ParsedMail mail;
+  mail.accountId = std::move(accountId);
+  mail.uid = uid;
+  for (std::string& line : fetchLines) {
+    if (!line.starts_with(literalMarker)) continue;
+    std::string literal = std::exchange(line, {});
+    literal.erase(0, literalMarker.size());
+    if (mail.rawRFC822.empty()) {
+      mail.rawRFC822 = std::move(literal);
+    } else {
+      mail.rawRFC822 += literal;
+    }
+  }
+  return read(std::move(mail), "uid");
+}
+
+std::optional<ParsedMail> ParsedMail::fromRawMessage(std::string accountId,
+                                                     std::string providerRESTId, std::uint32_t uid,
+                                                     std::string rawText) {
+  ParsedMail mail;
+  mail.accountId = std::move(accountId);
+  mail.uid = uid;
+  mail.providerRESTId = std::move(providerRESTId);
+  mail.rawRFC822 = std::move(rawText);
+  trim(mail.rawRFC822);
+  return read(std::move(mail), "api");
+}
+
+std::string ParsedMail::classificationEmailText() const {
+  return "Subject: " + subject + "\nFrom: " + from + "\nDate: " + date + "\n\n" + bodyText;
+}
+
+}  // namespace halcyra
