@@ -1,56 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "classification/ClassificationReply.h"
+#include "classification/LLMError.h"
 #include "platform/HttpClient.h"
 #include "platform/Task.h"
 
 namespace halcyra {
-
-/// What the model answered, as it stands in its reply.
-struct ClassificationResult {
-  std::string ruleId;
-  double confidence = 0.5;
-  std::optional<std::string> draftReply;
-
-  bool operator==(const ClassificationResult&) const = default;
-};
-
-class LLMError : public std::runtime_error {
- public:
-  enum class Kind { http, invalidURL, decodeFailed, emptyContent };
-
-  static LLMError http(int code, std::string_view body);
-  static LLMError invalidURL() { return {Kind::invalidURL, "Invalid LLM base URL."}; }
-  static LLMError decodeFailed() { return {Kind::decodeFailed, "Could not parse LLM JSON."}; }
-  static LLMError emptyContent() { return {Kind::emptyContent, "Empty LLM response."}; }
-
-  Kind kind() const { return kind_; }
-
- private:
-  LLMError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
-
-  Kind kind_;
-};
-
-class LLMParseError : public std::runtime_error {
- public:
-  enum class Kind { notJSONObject, missingRuleId };
-
-  static LLMParseError notJSONObject();
-  static LLMParseError missingRuleId();
-
-  Kind kind() const { return kind_; }
-
- private:
-  LLMParseError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
-
-  Kind kind_;
-};
 
 /// Where and how to ask the model. `apiKey` may be empty.
 struct LLMSettings {
@@ -61,13 +21,13 @@ struct LLMSettings {
 };
 
 /// Asks an OpenAI-style chat-completions endpoint. A plain value made for each use; it keeps no
-/// connection, retries nothing and logs nothing. Operations throw LLMError, LLMParseError, JsonError
-/// or HttpError. `maxChars` cuts the user text; the system text is sent whole.
+/// connection, retries nothing and logs nothing. Operations throw LLMError, LLMParseError,
+/// JsonError or HttpError, and the key is in none of their texts. `maxChars` cuts the user text;
+/// the system text is sent whole.
 class LLMClient {
  public:
-  /// `http` must outlive the client.
-  LLMClient(HttpClient& http, LLMSettings settings)
-      : http_(http), settings_(std::move(settings)) {}
+  /// `http` must outlive the client, and the client its operations.
+  LLMClient(HttpClient& http, LLMSettings settings) : http_(http), settings_(std::move(settings)) {}
 
   /// Which rule fits.
   Task<ClassificationResult> classify(std::string system, std::string user, std::int64_t maxChars);
@@ -82,6 +42,9 @@ class LLMClient {
   enum class Format { text, jsonObject };
   Task<std::string> complete(std::string system, std::string user, std::int64_t maxChars,
                              Format format);
+  Task<HttpResponse> exchange(HttpRequest request);
+  HttpRequest requestFor(const std::string& system, std::string_view user, Format format) const;
+  std::string withoutKey(std::string text) const;
 
   HttpClient& http_;
   LLMSettings settings_;
@@ -89,8 +52,5 @@ class LLMClient {
 
 /// The chat-completions URL for a base URL. Throws LLMError::invalidURL.
 std::string chatCompletionsURL(std::string_view baseURL);
-
-/// Reads a classification out of the model's text with every tolerance it needs.
-ClassificationResult parseClassificationReply(std::string_view text);
 
 }  // namespace halcyra
