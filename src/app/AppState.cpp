@@ -1,0 +1,84 @@
+#include "app/AppState.h"
+
+#include <utility>
+
+namespace halcyra {
+
+namespace {
+
+// The others are switched off and not removed, since rules may be scoped to them.
+AppConfig watchingOnly(AppConfig config, const std::string& accountId) {
+  for (MailAccount& account : config.mailAccounts) {
+    account.enabled = account.enabled && account.id == accountId;
+  }
+  return config;
+}
+
+}  // namespace
+
+AppState::AppState(AppServices services) : services_(services) {
+  ProcessorFactory makeProcessor = [this] {
+    return std::make_shared<EmailProcessor>(TriageServices{.processed = services_.processed,
+                                                           .underWay = underWay_,
+                                                           .presenter = services_.presenter,
+                                                           .http = services_.http,
+                                                           .clock = services_.sync.clock,
+                                                           .log = services_.sync.log,
+                                                           .observer = services_.observer});
+  };
+  worker_ = std::make_shared<MailSyncWorker>(services_.sync, std::move(makeProcessor));
+  services_.configStore.setObserver([this] { changed(); });
+  warmSecretCaches();
+}
+
+AppState::~AppState() {
+  services_.configStore.setObserver({});
+  worker_->stop();
+}
+
+void AppState::startMonitoring() {
+  if (monitoringEnabled_) return;
+  warmSecretCaches();
+  worker_->start(configProvider(), secretsProvider(),
+                 [this](std::string accountId, std::string status, bool) {
+                   graphSyncStatusByAccountId_[accountId] = std::move(status);
+                   changed();
+                 });
+  monitoringEnabled_ = true;
+  statusMessage_ = "Monitoring…";
+  changed();
+}
+
+void AppState::stopMonitoring() {
+  worker_->stop();
+  monitoringEnabled_ = false;
+  statusMessage_ = "Stopped";
+  changed();
+}
+
+Task<bool> AppState::runOnce(PassObserver passEnded, std::stop_token stop) {
+  return worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded),
+                          std::move(stop));
+}
+
+// Loops read secrets on the I/O executor; the first read may block behind a prompt and happens
+// here.
+void AppState::warmSecretCaches() {
+  services_.sync.secrets.secretsSnapshot();
+}
+
+void AppState::changed() {
+  if (observer_) observer_();
+}
+
+ConfigProvider AppState::configProvider() {
+  return [&store = services_.configStore, only = services_.onlyMailbox] {
+    return only ? watchingOnly(store.config(), *only) : store.config();
+  };
+}
+
+SecretsProvider AppState::secretsProvider() {
+  return [&secrets = services_.sync.secrets] { return secrets.secretsSnapshot(); };
+}
+
+}  // namespace halcyra
