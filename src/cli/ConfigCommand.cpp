@@ -1,0 +1,104 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Command.h"
+#include "cli/ConfigCheck.h"
+#include "cli/ConfigEdit.h"
+#include "cli/ConfigValue.h"
+#include "cli/Messages.h"
+#include "cli/Source.h"
+#include "config/ConfigJson.h"
+#include "text/ControlCharacters.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::size_t longestConfigBytes = std::size_t{16} << 20;
+
+std::filesystem::path configFile(Session& session) {
+  return session.app.paths().settings / "config.json";
+}
+
+int printPath(Session& session) {
+  session.out << configFile(session).string() << '\n';
+  return 0;
+}
+
+int show(Session& session) {
+  session.out << encodeConfig(openConfig(session).config());
+  return 0;
+}
+
+int check(Session& session, const std::string& named) {
+  const std::string source = named.empty() ? configFile(session).string() : named;
+  if (named.empty() && !std::filesystem::exists(source)) {
+    throw std::runtime_error(source +
+                             " does not exist yet; \"halcyra-cli config edit\" creates it");
+  }
+  const std::string text = readSource(source, session.in, longestConfigBytes);
+  try {
+    const ConfigCheck checked = checkConfig(text);
+    for (const std::string& warning : checked.warnings) {
+      complain(session.err, "warning: " + warning);
+    }
+    session.out << "ok: " << configSummary(checked.config) << '\n';
+  } catch (const ConfigError& error) {
+    throw std::runtime_error(source + ": " + error.what());
+  }
+  return 0;
+}
+
+int set(Session& session, const std::string& key, const std::string& value) {
+  ConfigStore& store = openConfig(session);
+  const AppConfig before = store.config();
+  try {
+    store.setConfig(configWithValue(before, key, value));
+  } catch (const ConfigError& error) {
+    throw UsageError(error.what());
+  }
+  store.save();
+  session.out << onOneLine(key) << ": " << configValueText(before, key) << " → "
+              << configValueText(store.config(), key) << '\n';
+  return 0;
+}
+
+template <class Body>
+CLI::App* addLeaf(CLI::App& group, Invocation& invocation, const char* name, const char* help,
+                  Body body) {
+  CLI::App* command = group.add_subcommand(name, help);
+  command->callback([&invocation, body] { invocation.body = body; });
+  return command;
+}
+
+void addCheck(CLI::App& group, Invocation& invocation) {
+  auto file = std::make_shared<std::string>();
+  addLeaf(group, invocation, "check", "Say what is wrong in config.json or in another file",
+          [file](Session& session) { return check(session, *file); })
+      ->add_option("FILE", *file, "The file to check; - is standard input");
+}
+
+void addSet(CLI::App& group, Invocation& invocation) {
+  auto key = std::make_shared<std::string>();
+  auto value = std::make_shared<std::string>();
+  CLI::App* command =
+      addLeaf(group, invocation, "set", "Change one setting",
+              [key, value](Session& session) { return set(session, *key, *value); });
+  command->add_option("KEY", *key, "The setting, for instance llmModel or rules[0].forwardTo")
+      ->required();
+  command->add_option("VALUE", *value, "Its new value; for anything but a text in JSON's form")
+      ->required();
+}
+
+}  // namespace
+
+void addConfigCommand(CLI::App& app, Invocation& invocation) {
+  CLI::App& group = *app.add_subcommand("config", "Show, check and change the configuration");
+  addLeaf(group, invocation, "path", "Print where config.json is", printPath);
+  addLeaf(group, invocation, "show", "Print the configuration as the program understands it", show);
+  addCheck(group, invocation);
+  addLeaf(group, invocation, "edit",
+          "Edit a copy in $VISUAL or $EDITOR, check it, and only then replace config.json",
+          editConfig);
+  addSet(group, invocation);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,36 @@
+#include "cli/MailRendering.h"
+
+#include <utility>
+
+#include "cli/Json.h"
+#include "text/ControlCharacters.h"
+
+namespace halcyra {
+
+std::string mailText(const ParsedMail& mail, RawSource raw) {
+  std::string text;
+  for (const auto& [name, value] :
+       {std::pair{"Message-ID", &mail.messageID}, std::pair{"Subject", &mail.subject},
+        std::pair{"From", &mail.from}, std::pair{"Date", &mail.date}}) {
+    text += std::string(name) + ": " + onOneLine(*value) + '\n';
+  }
+  text += '\n' + printable(mail.bodyText) + '\n';
+  if (raw == RawSource::shown) text += "\n--- source ---\n" + printable(mail.rawRFC822) + '\n';
+  return text;
+}
+
+std::string mailJson(const ParsedMail& mail, RawSource raw) {
+  OrderedJson record;
+  record["accountId"] = mail.accountId;
+  record["uid"] = mail.uid;
+  record["providerRESTId"] = orNull(mail.providerRESTId);
+  record["messageID"] = mail.messageID;
+  record["subject"] = mail.subject;
+  record["from"] = mail.from;
+  record["date"] = mail.date;
+  if (raw == RawSource::shown) record["rawRFC822"] = mail.rawRFC822;
+  record["bodyText"] = mail.bodyText;
+  return jsonLine(record);
+}
+
+}  // namespace halcyra

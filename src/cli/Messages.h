@@ -1,0 +1,24 @@
+#pragma once
+
+#include <ostream>
+#include <string_view>
+
+#include "cli/Command.h"
+
+namespace halcyra {
+
+/// Writes "halcyra-cli: {text}" as one line, cut at 1000 characters. The text may be any bytes.
+void complain(std::ostream& err, std::string_view text);
+
+/// A sentence made ready to go on: without its full stop.
+std::string_view withoutStop(std::string_view sentence);
+
+/// The configuration for a command that relies on it. Warns on standard error when the stored file
+/// could not be used.
+ConfigStore& openConfig(Session& session);
+
+/// The secrets for a command that relies on them. Warns on standard error when they are kept in a
+/// file.
+KeychainHelper& openSecrets(Session& session);
+
+}  // namespace halcyra

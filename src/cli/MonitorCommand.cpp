@@ -1,0 +1,183 @@
+#include <CLI/CLI.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <csignal>
+
+#include "app/AppState.h"
+#include "cli/Command.h"
+#include "cli/Messages.h"
+#include "cli/MonitorFace.h"
+#include "platform/linux/InstanceLock.h"
+#include "platform/linux/JournalLog.h"
+#include "text/ControlCharacters.h"
+#include "text/Trim.h"
+
+namespace halcyra {
+namespace {
+
+struct MonitorOptions {
+  bool once = false;
+  bool json = false;
+  std::optional<std::string> mailbox;
+};
+
+std::vector<MailAccount> chosenMailboxes(const AppConfig& config,
+                                         const std::optional<std::string>& only) {
+  std::vector<MailAccount> chosen = config.monitoredMailAccounts();
+  if (only) std::erase_if(chosen, [&](const MailAccount& account) { return account.id != *only; });
+  return chosen;
+}
+
+// A loop passes over such a mailbox in silence on every poll, so it is said once at the start.
+void warnOfUnwatchable(const MailAccount& account, bool hasPassword, std::ostream& err) {
+  const std::string mailbox = "mailbox \"" + onOneLine(account.displayLabel) + "\" ";
+  const auto* imap = std::get_if<IMAPConnection>(&account.kind);
+  if (imap == nullptr) {
+    complain(err, mailbox + "is not watched: this version watches IMAP mailboxes only");
+  } else if (trimmed(imap->host).empty() || trimmed(imap->username).empty()) {
+    complain(err, mailbox +
+                      "is not watched: set its host and username with \"halcyra-cli config "
+                      "edit\"");
+  } else if (!hasPassword) {
+    complain(err, mailbox +
+                      "is not watched: set the IMAP password with \"halcyra-cli secret set "
+                      "imap.password\"");
+  }
+}
+
+std::string joinedLabels(const std::vector<MailAccount>& accounts) {
+  std::string labels;
+  for (const MailAccount& account : accounts) {
+    if (!labels.empty()) labels += ", ";
+    labels += onOneLine(account.displayLabel);
+  }
+  return labels;
+}
+
+/// SIGINT and SIGTERM. The first asks for a clean stop; a second, or a task that still waits for
+/// the network after the grace, ends the process at once. That is safe at any moment: what is not
+/// recorded is met again.
+class StopSignals {
+ public:
+  explicit StopSignals(Executor main) : signals_(main, SIGINT, SIGTERM), grace_(main) {}
+
+  /// True at the first signal, false when `cancel` came before it.
+  Task<bool> first() {
+    boost::system::error_code cancelled;
+    co_await signals_.async_wait(
+        boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
+    co_return !cancelled;
+  }
+
+  void endAtOnceOnSecond() {
+    signals_.async_wait([](boost::system::error_code cancelled, int) {
+      if (!cancelled) std::_Exit(0);
+    });
+    grace_.expires_after(std::chrono::seconds(10));
+    grace_.async_wait([](boost::system::error_code cancelled) {
+      if (!cancelled) std::_Exit(0);
+    });
+  }
+
+  void cancel() {
+    signals_.cancel();
+    grace_.cancel();
+  }
+
+ private:
+  boost::asio::signal_set signals_;
+  boost::asio::steady_timer grace_;
+};
+
+Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
+  state.startMonitoring();
+  face.status(state.statusMessage());
+  co_await signals.first();
+  state.stopMonitoring();
+  face.status(state.statusMessage());
+  signals.endAtOnceOnSecond();
+  co_await state.monitoringEnded();
+  signals.cancel();
+  co_return face.lostOutput() ? 1 : 0;
+}
+
+Task<void> stopOnSignal(StopSignals& signals, std::stop_source stop) {
+  const bool signalled = co_await signals.first();
+  if (!signalled) co_return;
+  stop.request_stop();
+  signals.endAtOnceOnSecond();
+}
+
+Task<int> passOnce(AppState& state, MonitorFace& face, StopSignals& signals) {
+  std::stop_source stop;
+  const Executor executor = co_await boost::asio::this_coro::executor;
+  Task<void> stopping = stopOnSignal(signals, stop);
+  boost::asio::co_spawn(executor, std::move(stopping), boost::asio::detached);
+  PassObserver passEnded = [&face](const MailAccount& account, PassResult result) {
+    face.passEnded(account, result);
+  };
+  Task<bool> pass = state.runOnce(std::move(passEnded), stop.get_token());
+  const bool allListed = co_await std::move(pass);
+  signals.cancel();
+  co_return (allListed || stop.stop_requested()) && !face.lostOutput() ? 0 : 1;
+}
+
+int monitor(const MonitorOptions& options, Session& session) {
+  Composition& app = session.app;
+  ConfigStore& configStore = openConfig(session);
+  KeychainHelper& secrets = openSecrets(session);
+  const std::vector<MailAccount> mailboxes = chosenMailboxes(configStore.config(), options.mailbox);
+  if (mailboxes.empty()) {
+    throw std::runtime_error(
+        options.mailbox ? "no mailbox \"" + *options.mailbox +
+                              "\" is switched on; see \"halcyra-cli mailbox list\""
+                        : "no mailbox is switched on; add one with \"halcyra-cli config edit\"");
+  }
+  secrets.storage().keys();  // says why, when the secrets cannot be read at all
+  const bool hasPassword = !secrets.secretsSnapshot().imapPassword.empty();
+  for (const MailAccount& account : mailboxes) warnOfUnwatchable(account, hasPassword, session.err);
+
+  const InstanceLock alone(app.paths().settings / "monitor.lock",
+                           "another monitor is running on these settings; stop that one first");
+  const auto face = options.json ? jsonMonitorFace() : textMonitorFace();
+  JournalLog log(options.json ? STDERR_FILENO : STDOUT_FILENO);
+  AppState state({.sync = {.main = app.mainContext().get_executor(),
+                           .io = app.ioExecutor(),
+                           .connector = app.connector(),
+                           .secrets = secrets,
+                           .clock = app.clock(),
+                           .log = log},
+                  .configStore = configStore,
+                  .processed = app.processed(),
+                  .http = app.http(),
+                  .presenter = *face,
+                  .observer = *face,
+                  .onlyMailbox = options.mailbox});
+  StopSignals signals(app.mainContext().get_executor());
+  face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
+  return app.run(options.once ? passOnce(state, *face, signals) : watch(state, *face, signals));
+}
+
+}  // namespace
+
+void addMonitorCommand(CLI::App& app, Invocation& invocation) {
+  auto options = std::make_shared<MonitorOptions>();
+  CLI::App* command = app.add_subcommand(
+      "monitor", "Watch the mailboxes and triage today's unread mail until Ctrl-C");
+  command->add_flag("--once", options->once,
+                    "One pass over each mailbox, then end; exit code 1 if one could not be listed");
+  command->add_option("--mailbox", options->mailbox, "Watch this mailbox only")->type_name("ID");
+  command->add_flag(
+      "--json", options->json,
+      "Events on standard output, one JSON object a line; log lines on standard error");
+  command->footer(
+      "Log lines and suggested replies go to standard output.\n"
+      "Events of --json, by their key \"event\": status, decision, suggestion, pass.");
+  command->callback([options, &invocation] {
+    invocation.body = [options](Session& session) { return monitor(*options, session); };
+  });
+}
+
+}  // namespace halcyra
