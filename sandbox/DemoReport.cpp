@@ -1,0 +1,154 @@
+#include "sandbox/DemoReport.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+
+#include "sandbox/Columns.h"
+
+namespace halcyra::sandbox {
+
+namespace {
+
+constexpr std::size_t margin = 2;
+constexpr std::size_t gap = 2;
+constexpr std::size_t indent = 2;  // of the second line of a row
+
+class Painter {
+ public:
+  explicit Painter(bool colours) : colours_(colours) {}
+
+  std::string bold(const std::string& text) const { return paint("1", text); }
+  std::string faint(const std::string& text) const { return paint("2", text); }
+  std::string green(const std::string& text) const { return paint("32", text); }
+  std::string yellow(const std::string& text) const { return paint("33", text); }
+
+ private:
+  std::string paint(const char* code, const std::string& text) const {
+    return colours_ ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
+  }
+
+  bool colours_;
+};
+
+// What a mail header may not do to a terminal.
+std::string plain(std::string text) {
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, ' ');
+  return text;
+}
+
+std::string confidenceText(const std::optional<double>& confidence) {
+  if (!confidence) return "–";
+  char text[16];
+  std::snprintf(text, sizeof text, "%.2f", *confidence);
+  return text;
+}
+
+// The name of a sender, or the address where there is none.
+std::string senderName(const std::string& from) {
+  const std::size_t address = from.find('<');
+  std::string name = from.substr(0, address);
+  std::erase(name, '"');
+  while (!name.empty() && name.back() == ' ') name.pop_back();
+  return name.empty() ? from : name;
+}
+
+// Two lines a message: the decision stands beside the subject, who took it beside the sender. The
+// message's column gets what the others leave.
+struct Layout {
+  std::size_t message = 0;
+  std::size_t decision = 0;
+  std::size_t confidence = 10;
+  std::size_t server = 6;
+
+  std::size_t total() const { return message + decision + confidence + server + 3 * gap; }
+};
+
+Layout layoutFor(const std::vector<DemoRow>& rows, std::size_t width) {
+  constexpr std::size_t narrowest = 20;
+  Layout layout;
+  std::size_t message = narrowest;
+  for (const DemoRow& row : rows) {
+    message = std::max({message, columnsOf(row.subject), columnsOf(senderName(row.from)) + indent});
+    layout.decision =
+        std::max({layout.decision, columnsOf(row.decision), columnsOf(row.decidedBy) + indent});
+  }
+  layout.decision = std::min<std::size_t>(layout.decision, 40);
+  const std::size_t others = margin + layout.total();
+  layout.message = std::min(message, std::max(width, others + narrowest) - others);
+  return layout;
+}
+
+void writeRow(std::ostream& out, const Layout& layout, const DemoRow& row, const Painter& paint) {
+  const std::string space(gap, ' ');
+  out << std::string(margin, ' ') << paint.bold(fitted(plain(row.subject), layout.message)) << space
+      << fitted(row.decision, layout.decision) << space
+      << fitted(confidenceText(row.confidence), layout.confidence) << space
+      << (row.seen ? paint.green("seen") : paint.yellow("unseen")) << "\n";
+  const std::string sender = fitted(senderName(plain(row.from)), layout.message - indent);
+  out << std::string(margin + indent, ' ')
+      << paint.faint(sender + space + std::string(indent, ' ') + plain(row.decidedBy)) << "\n";
+}
+
+std::string heading(const Layout& layout) {
+  const std::string space(gap, ' ');
+  return fitted("Message", layout.message) + space + fitted("Decision", layout.decision) + space +
+         fitted("Confidence", layout.confidence) + space + "Server";
+}
+
+std::string rule(std::size_t width) {
+  std::string text;
+  for (std::size_t i = 0; i < width; ++i) text += "─";
+  return text;
+}
+
+void writeReplies(std::ostream& out, const std::vector<DemoRow>& rows, std::size_t screenWidth,
+                  const Painter& paint) {
+  const std::string left(margin, ' ');
+  const std::size_t width = std::min<std::size_t>(screenWidth, 90) - margin - 4;
+  bool first = true;
+  for (const DemoRow& row : rows) {
+    if (row.draft.empty()) continue;
+    if (first) out << "\n" << left << paint.bold("Suggested replies") << "\n";
+    first = false;
+    const std::string to = "To " + senderName(plain(row.from));
+    out << "\n" << left << to << paint.faint(" · " + plain(row.subject)) << "\n";
+    for (const std::string& text : wrapped(row.draft, width)) {
+      out << left << paint.faint(text.empty() ? "│" : "│ ") << plain(text) << "\n";
+    }
+  }
+}
+
+}  // namespace
+
+Screen thisScreen() {
+  Screen screen;
+  if (!isatty(STDOUT_FILENO)) return screen;
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) screen.width = size.ws_col;
+  const char* terminal = std::getenv("TERM");
+  screen.colours = std::getenv("NO_COLOR") == nullptr && terminal != nullptr &&
+                   std::string_view(terminal) != "dumb";
+  screen.width = std::max<std::size_t>(screen.width, 40);
+  return screen;
+}
+
+std::string demoReport(const std::vector<DemoRow>& rows, const Screen& screen) {
+  const Painter paint(screen.colours);
+  const Layout layout = layoutFor(rows, screen.width);
+  const std::string left(margin, ' ');
+  std::ostringstream out;
+  out << "\n" << left << paint.faint(heading(layout)) << "\n";
+  out << left << paint.faint(rule(layout.total())) << "\n";
+  for (const DemoRow& row : rows) writeRow(out, layout, row, paint);
+  writeReplies(out, rows, screen.width, paint);
+  return out.str();
+}
+
+}  // namespace halcyra::sandbox

@@ -1,0 +1,84 @@
+#include "sandbox/ProgramHome.h"
+
+#include <fstream>
+#include <stdexcept>
+
+namespace halcyra::sandbox {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr const char* defaultSettings = R"({
+  "microsoftOAuthClientId": "",
+  "mailAccounts": [],
+  "imapHost": "", "imapPort": 993, "imapUseTLS": true, "imapUsername": "", "imapMailbox": "INBOX",
+  "smtpHost": "", "smtpPort": 587, "smtpUseTLS": true, "smtpUseStartTLS": true, "smtpUsername": "",
+  "rules": [],
+  "llmBaseURL": "http://127.0.0.1:1/v1", "llmModel": "stand-in", "llmTemperature": 0.2,
+  "llmMaxBodyChars": 12000,
+  "classificationSystemPrompt": "",
+  "pollingIntervalSeconds": 300, "useIDLE": true, "idleFallbackPollSeconds": 600,
+  "quietHoursEnabled": false, "quietStartHour": 22, "quietEndHour": 7,
+  "lowConfidenceThreshold": 0.5, "lowConfidenceAction": "popup"
+})";
+
+}  // namespace
+
+ProgramHome::ProgramHome(std::filesystem::path program)
+    : settings(json::parse(defaultSettings)), program_(std::move(program)) {
+  std::filesystem::create_directories(dataFolder());
+  environment = {{"HALCYRA_KEYCHAIN", "file"},
+                 {"XDG_DATA_HOME", (folder() / "data").string()},
+                 {"XDG_CONFIG_HOME", (folder() / "config").string()},
+                 // Neither a journal nor a proxy of the machine belongs to a sandbox.
+                 {"JOURNAL_STREAM", ""},
+                 {"http_proxy", ""},
+                 {"all_proxy", ""},
+                 {"ALL_PROXY", ""}};
+}
+
+void ProgramHome::addMailbox(const IMAPMailbox& mailbox) {
+  settings["mailAccounts"].push_back({{"id", mailbox.id},
+                                      {"enabled", true},
+                                      {"displayLabel", mailbox.label},
+                                      {"kind",
+                                       {{"type", "imap"},
+                                        {"imap",
+                                         {{"host", mailbox.host},
+                                          {"port", mailbox.port},
+                                          {"useTLS", mailbox.useTLS},
+                                          {"username", mailbox.user},
+                                          {"mailbox", "INBOX"}}}}}});
+}
+
+void ProgramHome::addRule(const std::string& id, const std::string& name,
+                          const std::string& criteria, const std::string& action, bool isCatchAll) {
+  settings["rules"].push_back({{"id", id},
+                               {"displayName", name},
+                               {"criteriaPrompt", criteria},
+                               {"action", action},
+                               {"isCatchAll", isCatchAll}});
+}
+
+void ProgramHome::save() const {
+  const std::filesystem::path written = configFile().string() + ".new";
+  std::ofstream(written) << settings.dump(2) << "\n";
+  std::filesystem::rename(written, configFile());
+}
+
+void ProgramHome::storeSecret(const std::string& key, const std::string& value) const {
+  ChildProcess program(command({"secret", "set", key}));
+  program.finishInput(value + "\n");
+  const auto ending = program.wait(std::chrono::seconds(20));
+  if (!ending || ending->status != 0) {
+    throw std::runtime_error("cannot store the secret " + key + ": " + program.errors());
+  }
+}
+
+Command ProgramHome::command(std::vector<std::string> arguments) const {
+  arguments.insert(arguments.begin(), program_.string());
+  return {arguments, environment};
+}
+
+}  // namespace halcyra::sandbox

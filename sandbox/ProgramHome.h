@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "sandbox/ChildProcess.h"
+#include "sandbox/TemporaryFolder.h"
+
+namespace halcyra::sandbox {
+
+struct IMAPMailbox {
+  std::string id;
+  std::string label;
+  std::string host = "127.0.0.1";
+  std::uint16_t port = 0;
+  bool useTLS = false;
+  std::string user;
+};
+
+/// A home of its own for one halcyra-cli: settings, memory of handled messages and secrets in a
+/// temporary folder, so that nothing of the user's is read or changed.
+class ProgramHome {
+ public:
+  /// `program` is the halcyra-cli to run.
+  explicit ProgramHome(std::filesystem::path program);
+
+  /// The content of config.json: the program's defaults, no mailbox, no rule.
+  nlohmann::json settings;
+
+  void addMailbox(const IMAPMailbox& mailbox);
+  void addRule(const std::string& id, const std::string& name, const std::string& criteria,
+               const std::string& action, bool isCatchAll = false);
+
+  /// Writes config.json as it stands now.
+  void save() const;
+
+  /// Stores a secret through the program itself. Throws std::runtime_error when that fails.
+  void storeSecret(const std::string& key, const std::string& value) const;
+
+  /// A command line of the program within this home.
+  Command command(std::vector<std::string> arguments) const;
+
+  std::filesystem::path configFile() const { return dataFolder() / "config.json"; }
+  std::filesystem::path processedFile() const { return dataFolder() / "processed-ids.json"; }
+  std::filesystem::path dataFolder() const { return folder_.path() / "data" / "Halcyra"; }
+  const std::filesystem::path& folder() const { return folder_.path(); }
+
+  /// Added to the environment of each run.
+  std::map<std::string, std::string> environment;
+
+ private:
+  TemporaryFolder folder_;
+  std::filesystem::path program_;
+};
+
+}  // namespace halcyra::sandbox
