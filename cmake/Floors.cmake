@@ -4,12 +4,13 @@
 
 # Heavy headers that most files need, compiled once.
 file(WRITE ${CMAKE_BINARY_DIR}/empty.cpp "")
-add_library(halcyra_pch STATIC ${CMAKE_BINARY_DIR}/empty.cpp)
-target_precompile_headers(halcyra_pch PRIVATE
+set(halcyra_headers
   <algorithm> <chrono> <functional> <map> <memory> <optional> <span> <string> <string_view>
   <unordered_map> <variant> <vector>
   <boost/asio/awaitable.hpp> <boost/asio/co_spawn.hpp> <boost/asio/io_context.hpp>
   <boost/asio/ip/tcp.hpp> <boost/asio/steady_timer.hpp> <boost/asio/use_awaitable.hpp>)
+add_library(halcyra_pch STATIC ${CMAKE_BINARY_DIR}/empty.cpp)
+target_precompile_headers(halcyra_pch PRIVATE ${halcyra_headers})
 
 function(halcyra_qualify out)
   set(result)
@@ -22,8 +23,13 @@ function(halcyra_qualify out)
   set(${out} ${result} PARENT_SCOPE)
 endfunction()
 
+# Further HEADERS give the target a precompiled header of its own.
 function(halcyra_compile target folder)
-  target_precompile_headers(${target} REUSE_FROM halcyra_pch)
+  if(ARGN)
+    target_precompile_headers(${target} PRIVATE ${halcyra_headers} ${ARGN})
+  else()
+    target_precompile_headers(${target} REUSE_FROM halcyra_pch)
+  endif()
   # <folder>/X.h and, inside the folder, X.h.
   get_filename_component(top ${folder} DIRECTORY)
   set(root ${CMAKE_BINARY_DIR}/floors/${target})
@@ -33,22 +39,22 @@ function(halcyra_compile target folder)
 endfunction()
 
 function(halcyra_floor name)
-  cmake_parse_arguments(ARG "" "FOLDER" "DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "" "FOLDER" "DEPENDS;HEADERS" ${ARGN})
   if(NOT ARG_FOLDER)
     set(ARG_FOLDER ${name})
   endif()
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${ARG_FOLDER}/*.cpp)
+  list(FILTER sources EXCLUDE REGEX "/Main\\.cpp$")
   halcyra_qualify(depends ${ARG_DEPENDS})
   add_library(halcyra_${name} STATIC ${sources} ${CMAKE_BINARY_DIR}/empty.cpp)
   target_link_libraries(halcyra_${name} PUBLIC ${depends})
-  halcyra_compile(halcyra_${name} ${ARG_FOLDER})
+  halcyra_compile(halcyra_${name} ${ARG_FOLDER} ${ARG_HEADERS})
 endfunction()
 
+# An executable is the Main.cpp of a floor; all else of the floor is its library, so that tests link it.
 function(halcyra_program name)
-  cmake_parse_arguments(ARG "" "FOLDER" "DEPENDS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${ARG_FOLDER}/*.cpp)
-  halcyra_qualify(depends ${ARG_DEPENDS})
-  add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE ${depends})
-  halcyra_compile(${name} ${ARG_FOLDER})
+  cmake_parse_arguments(ARG "" "FLOOR" "" ${ARGN})
+  add_executable(${name} ${CMAKE_SOURCE_DIR}/src/${ARG_FLOOR}/Main.cpp)
+  target_link_libraries(${name} PRIVATE halcyra_${ARG_FLOOR})
+  target_precompile_headers(${name} REUSE_FROM halcyra_pch)
 endfunction()

@@ -14,12 +14,13 @@ if(NOT CMAKE_BUILD_TYPE)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-                    -Wimplicit-fallthrough -Werror -pthread)
+                    -Wimplicit-fallthrough -Wno-missing-field-initializers -Werror -pthread)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # g++ 12 reports unfounded overflows and dangling pointers inside inlined library code and
   # coroutine frames.
   add_compile_options(-Wno-restrict -Wno-stringop-overflow -Wno-maybe-uninitialized
-                      -Wno-array-bounds -Wno-stringop-overread -Wno-free-nonheap-object)
+                      -Wno-array-bounds -Wno-stringop-overread -Wno-free-nonheap-object
+                      -Wno-mismatched-new-delete)
 endif()
 
 if(HALCYRA_SANITIZE)

@@ -1,0 +1,23 @@
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "classification/ClassificationReply.h"
+#include "classification/LLMError.h"
+#include "text/Json.h"
+#include "text/Trim.h"
+#include "text/Utf8.h"
+
+// Any reply of a model gives a rule id or one of the three announced failures.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view reply(reinterpret_cast<const char*>(data), size);
+  if (!halcyra::isValidUtf8(reply)) return 0;
+  try {
+    const auto result = halcyra::parseClassificationReply(reply);
+    if (result.ruleId.empty() || halcyra::trimmed(result.ruleId) != result.ruleId) std::abort();
+  } catch (const halcyra::LLMError&) {
+  } catch (const halcyra::LLMParseError&) {
+  } catch (const halcyra::JsonError&) {
+  }
+  return 0;
+}

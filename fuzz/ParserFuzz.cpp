@@ -1,0 +1,21 @@
+#include <cstdint>
+#include <cstdlib>
+
+#include "mail/ParsedMail.h"
+#include "text/Graphemes.h"
+#include "text/Utf8.h"
+
+// Any bytes, repaired as the mail client does, give a record of valid text with a bounded body.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace halcyra;
+  const std::string text = repairedUtf8({reinterpret_cast<const char*>(data), size});
+  const auto mail = ParsedMail::fromRawMessage("box", "id", 1, text);
+  if (!mail) return 0;
+  for (const std::string* field : {&mail->messageID, &mail->subject, &mail->from, &mail->date,
+                                   &mail->rawRFC822, &mail->bodyText}) {
+    if (!isValidUtf8(*field)) std::abort();
+  }
+  // 50,000 characters, the line feed and the ellipsis of the cut.
+  if (hasMoreGraphemesThan(mail->bodyText, 50'002)) std::abort();
+  return 0;
+}
