@@ -45,7 +45,7 @@ void stripLinkResidue(std::string& text) {
 }
 
 void dropRepeatedLines(std::string& text) {
-  LineMemory seen(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
+  LineMemory seen;
   // Kept lines are moved to the front; they never reach the line being read.
   const std::string_view view = text;
   std::size_t written = 0;

@@ -1,13 +1,10 @@
 #include "mail/RepeatedLines.h"
 
-#include <bit>
 #include <limits>
 
 namespace halcyra {
 
-// At least a third of the table stays free, so that a search ends soon.
-LineMemory::LineMemory(std::size_t lines)
-    : lines_("\n"), places_(std::bit_ceil(lines + lines / 2 + 1), 0) {}
+LineMemory::LineMemory() : lines_("\n"), places_(1024, 0) {}
 
 bool LineMemory::isAt(std::size_t place, std::string_view line) const {
   return lines_.compare(place, line.size(), line) == 0 && lines_[place + line.size()] == '\n';
@@ -22,8 +19,24 @@ bool LineMemory::isNew(std::string_view line) {
   if (lines_.size() <= std::numeric_limits<std::uint32_t>::max()) {
     places_[slot] = static_cast<std::uint32_t>(lines_.size());
     lines_.append(line).push_back('\n');
+    ++kept_;
+    if (kept_ + kept_ / 2 >= places_.size()) grow();
   }
   return true;
+}
+
+// At least a third of the table stays free, so that a search ends soon.
+void LineMemory::grow() {
+  std::vector<std::uint32_t> wider(places_.size() * 2, 0);
+  const std::size_t mask = wider.size() - 1;
+  for (const std::uint32_t place : places_) {
+    if (place == 0) continue;
+    const std::string_view rest = std::string_view(lines_).substr(place);
+    std::size_t slot = hash_(rest.substr(0, rest.find('\n'))) & mask;
+    while (wider[slot] != 0) slot = (slot + 1) & mask;
+    wider[slot] = place;
+  }
+  places_ = std::move(wider);
 }
 
 }  // namespace halcyra

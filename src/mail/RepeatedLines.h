@@ -13,8 +13,7 @@ namespace halcyra {
 /// Remembers lines with little more than their own text: one buffer and a table of places in it.
 class LineMemory {
  public:
-  /// Room for `lines` lines.
-  explicit LineMemory(std::size_t lines);
+  LineMemory();
 
   /// True when the line, which holds no line feed and is not empty, is met for the first time.
   /// Lines that would begin behind the first 4 GiB are not remembered.
@@ -22,10 +21,12 @@ class LineMemory {
 
  private:
   bool isAt(std::size_t place, std::string_view line) const;
+  void grow();
 
   SecretHash hash_;
-  std::string lines_;                  // each behind a line feed and closed by the next
-  std::vector<std::uint32_t> places_;  // open addressing, 0 is free
+  std::string lines_;  // each behind a line feed and closed by the next
+  std::size_t kept_ = 0;
+  std::vector<std::uint32_t> places_;  // open addressing, 0 is free; its size is a power of two
 };
 
 }  // namespace halcyra
