@@ -10,6 +10,7 @@
 #include "text/Case.h"
 #include "text/Graphemes.h"
 #include "text/Json.h"
+#include "text/PercentEncoding.h"
 #include "text/Scan.h"
 #include "text/SecretHash.h"
 #include "text/Trim.h"
@@ -227,6 +228,15 @@ TEST(Text, SmallHelpers) {
   EXPECT_TRUE(isCanonicalUuid(newUuid()));
   EXPECT_NE(newUuid(), newUuid());
   EXPECT_FALSE(isCanonicalUuid("0123456-789AB-CDEF-0123-456789ABCDEF"));
+}
+
+TEST(TextTest, PercentEncodingOfQueriesAndForms) {
+  EXPECT_EQ(percentEncoded("aZ9-._~ +/=&%é"), "aZ9-._~%20%2B%2F%3D%26%25%C3%A9");
+  EXPECT_EQ(formEncoded({{"scope", "a b"}, {"q", "x&y=z"}}), "scope=a%20b&q=x%26y%3Dz");
+  EXPECT_EQ(percentDecoded("%41%c3%A9%+%4%4g%FF%"), "Aé%+%4%4g\uFFFD%");
+  const std::vector<QueryItem> expected = {
+      {"code", "4/0 A=b"}, {"error", std::nullopt}, {"", ""}, {"", std::nullopt}, {"code", ""}};
+  EXPECT_EQ(queryItems("code=4%2F0%20A=b&error&=&&code="), expected);
 }
 
 }  // namespace
