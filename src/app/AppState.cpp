@@ -16,7 +16,19 @@ AppConfig watchingOnly(AppConfig config, const std::string& accountId) {
 
 }  // namespace
 
-AppState::AppState(AppServices services) : services_(services) {
+AppState::AppState(AppServices services)
+    : services_(services),
+      sender_(
+          {.connector = services.sync.connector, .io = services.sync.io, .log = services.sync.log}),
+      actions_({.main = services.sync.main,
+                .sender = sender_,
+                .presenter = services.presenter,
+                .http = services.http,
+                .notifications = services.notifications,
+                .log = services.sync.log,
+                .secrets = [&keychain = services.sync.secrets](const MailAccount& account) {
+                  return mailSecretsFor(account, keychain.secretsSnapshot(), keychain);
+                }}) {
   ProcessorFactory makeProcessor = [this] {
     return std::make_shared<EmailProcessor>(TriageServices{.processed = services_.processed,
                                                            .underWay = underWay_,
@@ -24,7 +36,8 @@ AppState::AppState(AppServices services) : services_(services) {
                                                            .http = services_.http,
                                                            .clock = services_.sync.clock,
                                                            .log = services_.sync.log,
-                                                           .observer = services_.observer});
+                                                           .observer = services_.observer,
+                                                           .actions = actions_});
   };
   worker_ = std::make_shared<MailSyncWorker>(services_.sync, std::move(makeProcessor));
   services_.configStore.setObserver([this] { changed(); });
@@ -56,9 +69,17 @@ void AppState::stopMonitoring() {
   changed();
 }
 
+Task<void> AppState::monitoringEnded() {
+  co_await worker_->finished();
+  co_await actions_.noticesPosted();
+}
+
 Task<bool> AppState::runOnce(PassObserver passEnded, std::stop_token stop) {
-  return worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded),
-                          std::move(stop));
+  Task<bool> pass =
+      worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded), std::move(stop));
+  const bool allListed = co_await std::move(pass);
+  co_await actions_.noticesPosted();
+  co_return allListed;
 }
 
 // Loops read secrets on the I/O executor; the first read may block behind a prompt and happens

@@ -9,6 +9,9 @@
 #include "config/ConfigStore.h"
 #include "config/KeychainHelper.h"
 #include "config/ProcessedMessageStore.h"
+#include "platform/Notifications.h"
+#include "triage/MailRuleActions.h"
+#include "triage/MailSender.h"
 #include "triage/MailSyncWorker.h"
 
 namespace halcyra {
@@ -19,6 +22,7 @@ struct AppServices {
   ConfigStore& configStore;
   ProcessedMessageStore& processed;
   HttpClient& http;
+  Notifications& notifications;
   SuggestionPresenter& presenter;
   TriageObserver& observer;
   /// Watch this mailbox only.
@@ -50,7 +54,10 @@ class AppState {
   void setObserver(std::function<void()> observer) { observer_ = std::move(observer); }
 
   /// Ends when every task of an earlier monitoring has ended.
-  Task<void> monitoringEnded() { return worker_->finished(); }
+  Task<void> monitoringEnded();
+
+  /// Is a message on its way out? An end of the program would leave it unknown whether it arrived.
+  bool isSendingMail() const { return sender_.isSending(); }
 
   /// One pass over each monitored mailbox. False when one could not be listed.
   Task<bool> runOnce(PassObserver passEnded, std::stop_token stop);
@@ -62,6 +69,8 @@ class AppState {
   SecretsProvider secretsProvider();
 
   AppServices services_;
+  MailSender sender_;
+  MailRuleActions actions_;
   std::shared_ptr<MessagesUnderWay> underWay_ = std::make_shared<MessagesUnderWay>();
   std::shared_ptr<MailSyncWorker> worker_;
   std::function<void()> observer_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/linux/CurlHttpClient.h"
+#include "platform/linux/DBusNotifications.h"
 #include "platform/linux/OpenKeychain.h"
 #include "platform/linux/PosixFileStore.h"
 #include "platform/linux/SocketConnector.h"
@@ -12,6 +13,9 @@
 
 namespace halcyra {
 namespace {
+
+// One that waits for what a person types, an editor, and notifications.
+constexpr std::size_t blockingThreads = 4;
 
 std::filesystem::path ownExecutable() {
   std::error_code failure;
@@ -62,6 +66,16 @@ StreamConnector& Composition::connector() {
 HttpClient& Composition::http() {
   if (!http_) http_ = std::make_unique<CurlHttpClient>();
   return *http_;
+}
+
+Executor Composition::blockingExecutor() {
+  if (!blocking_) blocking_ = std::make_unique<boost::asio::thread_pool>(blockingThreads);
+  return blocking_->get_executor();
+}
+
+Notifications& Composition::notifications() {
+  if (!notifications_) notifications_ = std::make_unique<DBusNotifications>(blockingExecutor());
+  return *notifications_;
 }
 
 KeychainEnvelopeStorage& Composition::secretStorage() {

@@ -2,6 +2,7 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "platform/FileStore.h"
 #include "platform/HttpClient.h"
 #include "platform/Keychain.h"
+#include "platform/Notifications.h"
 #include "platform/Task.h"
 
 namespace halcyra {
@@ -62,7 +64,10 @@ class Composition {
   /// Its connections are made and used on `ioExecutor` only.
   StreamConnector& connector();
   Executor ioExecutor() { return io().executor(); }
+  /// Threads that may wait. Work there ends before the composition does.
+  Executor blockingExecutor();
   HttpClient& http();
+  Notifications& notifications();
   /// Throws when the settings folder or the choice of a keychain is unclear.
   KeychainEnvelopeStorage& secretStorage();
   /// Throws as `secretStorage`, and when the build values cannot be read.
@@ -97,6 +102,8 @@ class Composition {
   std::unique_ptr<Clock> clock_;
   std::unique_ptr<StreamConnector> connector_;
   std::unique_ptr<HttpClient> http_;
+  std::unique_ptr<boost::asio::thread_pool> blocking_;
+  std::unique_ptr<Notifications> notifications_;
   std::unique_ptr<Keychain> keychain_;
   std::unique_ptr<KeychainEnvelopeStorage> secretStorage_;
   std::unique_ptr<KeychainHelper> secrets_;

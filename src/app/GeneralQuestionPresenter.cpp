@@ -21,7 +21,7 @@ void GeneralQuestionPresenter::present(Suggestion suggestion) {
     openWindow(std::move(suggestion));
     return;
   }
-  const std::string key = suggestionTabKey(suggestion.mail);
+  const std::string key = suggestionTabKey(*suggestion.mail);
   if (tabHost->hasTab(key)) {
     tabHost->tabSelectClicked(key);
   } else {

@@ -13,17 +13,17 @@ std::string_view shownSubject(const ParsedMail& mail) {
   return subject.empty() ? suggestionTexts::noSubject : subject;
 }
 
+std::string_view shownSender(const ParsedMail& mail) {
+  const std::string_view sender = trimmed(mail.from);
+  return sender.empty() ? suggestionTexts::unknownSender : sender;
+}
+
 GeneralQuestionSheet::GeneralQuestionSheet(Suggestion suggestion, SheetServices services,
                                            Links links)
     : suggestion_(std::move(suggestion)),
       services_(services),
       links_(std::move(links)),
       text_(suggestion_.draft) {}
-
-std::string_view GeneralQuestionSheet::senderLine() const {
-  const std::string_view sender = trimmed(suggestion_.mail.from);
-  return sender.empty() ? suggestionTexts::unknownSender : sender;
-}
 
 std::string GeneralQuestionSheet::mailboxLine() const {
   return std::string(suggestionTexts::mailboxPrefix) + suggestion_.mailboxLabel;

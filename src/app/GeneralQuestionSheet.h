@@ -31,6 +31,8 @@ struct ConsiderAsItem {
 
 /// The mail's subject without outer white space, or the words for none. A view into `mail`.
 std::string_view shownSubject(const ParsedMail& mail);
+/// The same of the sender.
+std::string_view shownSender(const ParsedMail& mail);
 
 /// One suggestion on screen: the original, the reply as the user edits it, and the buttons. Belongs
 /// to the main executor. Any button may end the last outside reference to the sheet.
@@ -45,10 +47,10 @@ class GeneralQuestionSheet : public std::enable_shared_from_this<GeneralQuestion
 
   GeneralQuestionSheet(Suggestion suggestion, SheetServices services, Links links);
 
-  const ParsedMail& mail() const { return suggestion_.mail; }
-  const std::optional<MailRule>& rule() const { return suggestion_.rule; }
-  std::string_view subjectLine() const { return shownSubject(suggestion_.mail); }
-  std::string_view senderLine() const;
+  const Suggestion& suggestion() const { return suggestion_; }
+  const ParsedMail& mail() const { return *suggestion_.mail; }
+  std::string_view subjectLine() const { return shownSubject(mail()); }
+  std::string_view senderLine() const { return shownSender(mail()); }
   std::string mailboxLine() const;
 
   /// The reply as the user left it, at first the draft.

@@ -18,8 +18,8 @@ std::string suggestionTabTitle(const ParsedMail& mail) {
 }
 
 void GeneralQuestionTabHostController::addTab(Suggestion suggestion) {
-  std::string key = suggestionTabKey(suggestion.mail);
-  std::string title = suggestionTabTitle(suggestion.mail);
+  std::string key = suggestionTabKey(*suggestion.mail);
+  std::string title = suggestionTabTitle(*suggestion.mail);
   const auto close = [host = weak_from_this(), key] {
     if (const auto alive = host.lock()) alive->closeTab(key);
   };

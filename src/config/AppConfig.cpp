@@ -54,6 +54,12 @@ std::string AppConfig::mailboxLabel(std::string_view accountId) const {
   return std::string(username.empty() ? "Legacy IMAP" : username);
 }
 
+std::optional<CustomAutomation> AppConfig::customAutomation(std::string_view id) const {
+  const auto found = std::ranges::find(customAutomations, id, &CustomAutomation::id);
+  if (found == customAutomations.end()) return std::nullopt;
+  return *found;
+}
+
 std::vector<MailboxPickerRow> AppConfig::mailboxPickerRows() const {
   if (hasLegacyMailbox(*this)) {
     return {{std::string(legacyMailboxId), std::string(trimmed(imapUsername)), true}};

@@ -238,6 +238,9 @@ struct AppConfig {
   /// The rules for mail that came in at one mailbox, catch-all last; empty when none applies.
   std::vector<MailRule> rulesForMailbox(std::string_view accountId) const;
 
+  /// The automation with exactly this id.
+  std::optional<CustomAutomation> customAutomation(std::string_view id) const;
+
   /// The tag for messages skipped for this reason, if one is set.
   std::optional<std::string> prefilterSkipTag(PrefilterSkipReason reason) const;
 };

@@ -10,21 +10,24 @@
 #include "text/ControlCharacters.h"
 #include "text/Graphemes.h"
 #include "text/Trim.h"
+#include "triage/ModelFailure.h"
 #include "triage/QuietHours.h"
 
 namespace halcyra {
 
 /// One message on its way through the pipeline.
 struct EmailProcessor::Case {
-  explicit Case(IncomingMail in)
+  Case(SharedIncomingMail in, MailSecrets with)
       : incoming(std::move(in)),
-        mail(incoming.mail),
-        config(incoming.config),
-        account(incoming.account),
+        secrets(std::move(with)),
+        mail(incoming->mail),
+        config(incoming->config),
+        account(incoming->account),
         key(messageKey(mail.accountId, mail.messageID)),
         shownID(onOneLine(mail.messageID)) {}
 
-  IncomingMail incoming;
+  const SharedIncomingMail incoming;
+  const MailSecrets secrets;
   const ParsedMail& mail;
   const AppConfig& config;
   const MailAccount& account;
@@ -42,29 +45,14 @@ std::string shortestDecimal(double value) {
   return {digits, end};
 }
 
-// Does an error text quote the mail? Servers like to repeat what they refuse, and mail text must
-// not reach a log. Short lines prove nothing.
-bool repeatsMail(std::string_view text, const ParsedMail& mail) {
-  constexpr std::size_t tellingLength = 20;
-  std::string_view rest = mail.bodyText;
-  while (!rest.empty()) {
-    const std::string_view line = trimmed(rest.substr(0, rest.find('\n')));
-    if (line.size() >= tellingLength && text.find(line.substr(0, tellingLength)) != text.npos) {
-      return true;
-    }
-    rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
-  }
-  return mail.subject.size() >= tellingLength && text.find(mail.subject) != text.npos;
-}
-
 std::string ruleLogPrefix(const MailRule& rule) {
   return "Rule ‘" + onOneLine(rule.displayName) + "’ ";
 }
 
 }  // namespace
 
-Task<bool> EmailProcessor::processMail(IncomingMail incoming) {
-  Case c(std::move(incoming));
+Task<bool> EmailProcessor::processMail(SharedIncomingMail incoming, MailSecrets secrets) {
+  Case c(std::move(incoming), std::move(secrets));
   if (services_.processed.contains(c.key)) co_return false;
   const MessagesUnderWay::Claim claim(services_.underWay, c.key);
   if (!claim.granted()) co_return false;
@@ -121,7 +109,7 @@ Task<std::optional<ClassificationResult>> EmailProcessor::askModel(Case& c) {
   LLMClient model(services_.http, {.baseURL = c.config.llmBaseURL,
                                    .model = c.config.llmModel,
                                    .temperature = c.config.llmTemperature,
-                                   .apiKey = c.incoming.llmAPIKey});
+                                   .apiKey = c.secrets.llmAPIKey});
   std::string failure;
   try {
     std::string system = composeClassificationSystemPrompt(c.config, c.account.id, std::nullopt);
@@ -132,10 +120,7 @@ Task<std::optional<ClassificationResult>> EmailProcessor::askModel(Case& c) {
   } catch (const std::exception& error) {
     failure = error.what();
   }
-  logAbout(c, "LLM error: " + (repeatsMail(failure, c.mail)
-                                   ? "the server answered with text of the message; see what it "
-                                     "says with \"halcyra-cli classify\""
-                                   : onOneLine(failure)));
+  logAbout(c, "LLM error: " + shownModelFailure(failure, c.mail));
   co_return std::nullopt;
 }
 
@@ -203,46 +188,30 @@ Task<bool> EmailProcessor::forward(Case& c, const MailRule& rule, ForwardNotice 
     logAbout(c, ruleLogPrefix(rule) + "forwards but has no address; marking handled: " + c.shownID);
     co_return co_await finish(c, rule);
   }
-  if (!canAct(c, rule)) co_return report(c, TriageOutcome::actionFailed, false);
-  const RuleActionContext context{
-      c.mail, c.config, c.account, rule, c.incoming.smtpPassword, c.incoming.llmAPIKey};
-  Task<bool> forwarding = services_.actions->forwardMail(context, std::move(address), notice);
+  RuleActionContext context{c.incoming, rule, c.secrets};
+  Task<bool> forwarding =
+      services_.actions.forwardMail(std::move(context), std::move(address), notice);
   const bool sent = co_await std::move(forwarding);
   if (!sent) co_return report(c, TriageOutcome::actionFailed, false);
   co_return co_await finish(c, rule);
 }
 
-// Without anyone to carry out actions such a rule fails, in words that say so.
-bool EmailProcessor::canAct(const Case& c, const MailRule& rule) {
-  if (services_.actions != nullptr) return true;
-  logAbout(c, ruleLogPrefix(rule) + "needs the action '" + std::string(actionLabel(rule.action)) +
-                  "', which this version cannot carry out; left unread: " + c.shownID);
-  return false;
-}
-
 Task<bool> EmailProcessor::runAction(Case& c, const MailRule& rule) {
-  if (!canAct(c, rule)) co_return false;
-  const RuleActionContext context{
-      c.mail, c.config, c.account, rule, c.incoming.smtpPassword, c.incoming.llmAPIKey};
-  switch (rule.action) {
-    case MailRuleAction::dynamicsCreateLead:
-      co_return co_await services_.actions->createDynamicsLead(context);
-    case MailRuleAction::salesforceCreateLead:
-      co_return co_await services_.actions->createSalesforceLead(context);
-    case MailRuleAction::runCustomAutomation:
-      co_return co_await services_.actions->runCustomAutomation(context);
-    default:
-      co_return false;
-  }
+  RuleActionContext context{c.incoming, rule, c.secrets};
+  RuleActions& actions = services_.actions;
+  Task<bool> acting = rule.action == MailRuleAction::dynamicsCreateLead
+                          ? actions.createDynamicsLead(std::move(context))
+                      : rule.action == MailRuleAction::salesforceCreateLead
+                          ? actions.createSalesforceLead(std::move(context))
+                          : actions.runCustomAutomation(std::move(context));
+  co_return co_await std::move(acting);
 }
 
 void EmailProcessor::present(const Case& c, const ClassificationResult& answer,
                              std::optional<MailRule> rule) {
-  services_.presenter.present({.mail = c.mail,
-                               .mailboxLabel = c.decision.mailboxLabel,
-                               .draft = std::string(trimmed(answer.draftReply.value_or(""))),
-                               .ruleOverrides = ruleOverrideOptions(c.rules),
-                               .rule = std::move(rule)});
+  std::string draft(trimmed(answer.draftReply.value_or("")));
+  services_.presenter.present(suggestionFor(c.incoming, std::move(draft), std::move(rule),
+                                            services_.actions.popupSend(c.incoming)));
 }
 
 // Recorded before anything is marked at the server, so that a message marked read always has its
@@ -262,8 +231,7 @@ Task<void> EmailProcessor::markProcessedAtProvider(Case& c, std::optional<std::s
   if (c.mail.providerRESTId.value_or("").empty() || services_.providers == nullptr) co_return;
   std::string failure;
   try {
-    Task<void> marking =
-        services_.providers->markProcessed(c.mail, c.account, c.config, std::move(tag));
+    Task<void> marking = services_.providers->markProcessed(*c.incoming, std::move(tag));
     co_await std::move(marking);
     co_return;
   } catch (const std::exception& error) {

@@ -14,8 +14,9 @@
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
 #include "platform/Task.h"
+#include "triage/IncomingMail.h"
 #include "triage/MessagesUnderWay.h"
-#include "triage/ProviderMarking.h"
+#include "triage/ProviderMail.h"
 #include "triage/RuleActions.h"
 #include "triage/SuggestionPresenter.h"
 #include "triage/TriageDecision.h"
@@ -31,19 +32,9 @@ struct TriageServices {
   Clock& clock;
   Log& log;
   TriageObserver& observer;
-  /// None while nothing but suggestions and "do nothing" can be carried out: such rules then fail.
-  RuleActions* actions = nullptr;
+  RuleActions& actions;
   /// None while all mailboxes are IMAP.
-  ProviderMarking* providers = nullptr;
-};
-
-/// One mail as a sync pass hands it over, with the copies of the settings that the pass took.
-struct IncomingMail {
-  ParsedMail mail;
-  AppConfig config;
-  MailAccount account;
-  std::string smtpPassword;
-  std::string llmAPIKey;
+  ProviderMail* providers = nullptr;
 };
 
 /// Decides what happens to one mail: handled before, quiet hours, bulk mail, which rule, which
@@ -54,7 +45,7 @@ class EmailProcessor {
 
   /// True when the message is finished with, false when a later poll shall meet it again. Never
   /// throws; a failure is false and a log line.
-  Task<bool> processMail(IncomingMail incoming);
+  Task<bool> processMail(SharedIncomingMail incoming, MailSecrets secrets);
 
  private:
   struct Case;
@@ -66,7 +57,6 @@ class EmailProcessor {
   const MailRule* chooseRule(const Case& c, std::string_view answeredId);
   Task<bool> dispatch(Case& c, const MailRule& rule, const ClassificationResult& answer);
   Task<bool> forward(Case& c, const MailRule& rule, ForwardNotice notice);
-  bool canAct(const Case& c, const MailRule& rule);
   Task<bool> runAction(Case& c, const MailRule& rule);
 
   void present(const Case& c, const ClassificationResult& answer, std::optional<MailRule> rule);

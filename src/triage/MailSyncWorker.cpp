@@ -51,15 +51,11 @@ struct HandOver {
   std::shared_ptr<EmailProcessor> processor;
   AppConfig config;
   MailAccount account;
-  std::string smtpPassword;
-  std::string llmAPIKey;
+  MailSecrets secrets;
 
   Task<bool> operator()(ParsedMail mail) const {
-    return runOn(main, processor->processMail({.mail = std::move(mail),
-                                               .config = config,
-                                               .account = account,
-                                               .smtpPassword = smtpPassword,
-                                               .llmAPIKey = llmAPIKey}));
+    auto incoming = std::make_shared<const IncomingMail>(std::move(mail), config, account);
+    return runOn(main, processor->processMail(std::move(incoming), secrets));
   }
 };
 
@@ -79,14 +75,8 @@ struct PassOrder {
 Task<PassResult> runPass(PassOrder order) {
   const auto* imap = std::get_if<IMAPConnection>(&order.account.kind);
   if (imap == nullptr) co_return PassResult::notConfigured;
-  const bool ownServer = !trimmed(order.account.outgoingSMTP.host).empty();
-  HandOver process{order.services.main,
-                   order.processor,
-                   order.config,
-                   order.account,
-                   order.services.secrets.smtpPasswordForAccount(
-                       order.account.id, order.secrets.smtpPassword, ownServer),
-                   order.secrets.llmKey};
+  HandOver process{order.services.main, order.processor, order.config, order.account,
+                   mailSecretsFor(order.account, order.secrets, order.services.secrets)};
   IMAPPassContext context{.account = order.account,
                           .connection = *imap,
                           .password = order.secrets.imapPassword,

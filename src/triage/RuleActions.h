@@ -2,26 +2,24 @@
 
 #include <string>
 
-#include "config/AppConfig.h"
-#include "mail/ParsedMail.h"
 #include "platform/Task.h"
+#include "triage/IncomingMail.h"
+#include "triage/MailSecrets.h"
+#include "triage/SuggestionPresenter.h"
 
 namespace halcyra {
 
-/// What an action works on. All references outlive the action.
+/// What an action works on.
 struct RuleActionContext {
-  const ParsedMail& mail;
-  const AppConfig& config;
-  const MailAccount& account;
-  const MailRule& rule;
-  const std::string& smtpPassword;
-  const std::string& llmAPIKey;
+  SharedIncomingMail incoming;
+  MailRule rule;
+  MailSecrets secrets;
 };
 
 enum class ForwardNotice { notify, silent };
 
-/// The actions of rules that reach beyond the mailbox. Each says false when it failed, after
-/// logging why; nothing is thrown.
+/// What rules do beyond the mailbox. Each says false when it failed, after logging why; nothing is
+/// thrown.
 class RuleActions {
  public:
   virtual ~RuleActions() = default;
@@ -31,6 +29,9 @@ class RuleActions {
   virtual Task<bool> createDynamicsLead(RuleActionContext context) = 0;
   virtual Task<bool> createSalesforceLead(RuleActionContext context) = 0;
   virtual Task<bool> runCustomAutomation(RuleActionContext context) = 0;
+
+  /// What "Send response" does for a suggestion about this mail.
+  virtual SendReply popupSend(SharedIncomingMail incoming) = 0;
 };
 
 }  // namespace halcyra

@@ -1,5 +1,7 @@
 #include "triage/SuggestionPresenter.h"
 
+#include <utility>
+
 #include "text/Trim.h"
 
 namespace halcyra {
@@ -13,6 +15,18 @@ std::vector<PopupRuleOverrideOption> ruleOverrideOptions(const std::vector<MailR
                        std::string(actionLabel(rule.action))});
   }
   return options;
+}
+
+Suggestion suggestionFor(SharedIncomingMail incoming, std::string draft,
+                         std::optional<MailRule> rule, SendReply sendReply) {
+  const AppConfig& config = incoming->config;
+  const std::string& mailbox = incoming->account.id;
+  return {.mail = {incoming, &incoming->mail},
+          .mailboxLabel = config.mailboxLabel(mailbox),
+          .draft = std::move(draft),
+          .ruleOverrides = ruleOverrideOptions(config.rulesForMailbox(mailbox)),
+          .rule = std::move(rule),
+          .sendReply = std::move(sendReply)};
 }
 
 }  // namespace halcyra

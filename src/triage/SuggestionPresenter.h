@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "config/AppConfig.h"
 #include "mail/ParsedMail.h"
 #include "platform/Task.h"
+#include "triage/IncomingMail.h"
 
 namespace halcyra {
 
@@ -37,16 +39,19 @@ using SendReply =
 
 /// A reply that waits for the user.
 struct Suggestion {
-  ParsedMail mail;
+  std::shared_ptr<const ParsedMail> mail;
   std::string mailboxLabel;
   /// Trimmed; empty when the model gave none.
   std::string draft;
   std::vector<PopupRuleOverrideOption> ruleOverrides;
   /// The rule behind the suggestion; none for low confidence.
   std::optional<MailRule> rule = std::nullopt;
-  /// Empty while this version cannot send.
-  SendReply sendReply = {};
+  SendReply sendReply;
 };
+
+/// A suggestion about a mail, with the rules of its mailbox to choose from.
+Suggestion suggestionFor(SharedIncomingMail incoming, std::string draft,
+                         std::optional<MailRule> rule, SendReply sendReply);
 
 /// Shows suggestions. The message counts as handled once it was presented, so its draft must not be
 /// lost.

@@ -40,10 +40,12 @@ struct RecordedWindow : SuggestionWindow {
 class SuggestionPopup : public testing::Test {
  protected:
   Suggestion suggestion(std::string id, std::string draft = "Dear all,", std::string box = "box") {
+    ParsedMail mail;
+    mail.accountId = std::move(box);
+    mail.subject = "About " + id;
+    mail.messageID = std::move(id);
     Suggestion s;
-    s.mail.accountId = std::move(box);
-    s.mail.subject = "About " + id;
-    s.mail.messageID = std::move(id);
+    s.mail = std::make_shared<const ParsedMail>(std::move(mail));
     s.mailboxLabel = "Work";
     s.draft = std::move(draft);
     s.ruleOverrides = {{"r1", "Billing", "Forward and notify"}, {"r2", "Junk", "Do nothing"}};

@@ -44,7 +44,7 @@ struct WorkerHarness : PipelineHarness {
         [this] {
           ++processorsMade;
           return std::make_shared<EmailProcessor>(
-              TriageServices{store, underWay, *this, model, clock, log, *this, nullptr, nullptr});
+              TriageServices{store, underWay, *this, model, clock, log, *this, *this});
         });
   }
   ~WorkerHarness() override {

@@ -16,7 +16,7 @@ namespace halcyra {
 
 /// Everything around one EmailProcessor, recorded as short words in `effects` in the order in which
 /// it happened.
-struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, ProviderMarking {
+struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, ProviderMail {
   PipelineHarness() {
     config.mailAccounts = {{.id = "box", .displayLabel = "Work", .kind = IMAPConnection{}}};
     config.rules = {
@@ -39,13 +39,13 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
                               .clock = clock,
                               .log = log,
                               .observer = *this,
-                              .actions = this,
+                              .actions = *this,
                               .providers = this});
-    return runTask(processor.processMail({.mail = mail,
-                                          .config = config,
-                                          .account = config.mailAccounts.at(0),
-                                          .smtpPassword = "smtp-secret",
-                                          .llmAPIKey = "model-secret"}));
+    return runTask(processor.processMail(incoming(), {"smtp-secret", "model-secret"}));
+  }
+
+  SharedIncomingMail incoming() const {
+    return std::make_shared<const IncomingMail>(mail, config, config.mailAccounts.at(0));
   }
 
   void answer(const std::string& ruleId, double confidence, const std::string& draft = "") {
@@ -76,12 +76,25 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
   Task<bool> runCustomAutomation(RuleActionContext context) override {
     return act("automation " + context.rule.customAutomationId);
   }
+  SendReply popupSend(SharedIncomingMail) override { return {}; }
 
-  Task<void> markProcessed(const ParsedMail&, const MailAccount&, const AppConfig&,
-                           std::optional<std::string> tag) override {
+  Task<void> markProcessed(const IncomingMail&, std::optional<std::string> tag) override {
     effects.push_back("mark " + tag.value_or("-") + (recorded() ? "" : " BEFORE THE RECORD"));
     if (markingFails) throw std::runtime_error("no route");
     co_return;
+  }
+  Task<void> provide(std::string word) {
+    effects.push_back(std::move(word));
+    if (markingFails) throw std::runtime_error("no\nroute");
+    co_return;
+  }
+  Task<void> addTag(const IncomingMail&, std::string tag) override { return provide("tag " + tag); }
+  Task<void> forward(const IncomingMail&, std::string from, std::string to) override {
+    return provide("provider forward " + from + " " + to);
+  }
+  Task<void> reply(const IncomingMail&, OutgoingReply reply) override {
+    return provide("provider reply " + reply.from + " " + reply.to + " " +
+                   reply.references.value_or("-") + " " + reply.body);
   }
 
   MemoryFiles files;

@@ -14,6 +14,9 @@
 namespace halcyra {
 namespace {
 
+// What comes beyond it while the stream is held still reaches the journal.
+constexpr std::size_t mostHeldBytes = 1u << 20;
+
 // systemd sets JOURNAL_STREAM to "device:inode" of a stream that it connected to the journal
 // (systemd.exec(5)).
 bool isConnectedToJournal(int descriptor) {
@@ -63,8 +66,29 @@ JournalLog::~JournalLog() {
   closelog();
 }
 
+void JournalLog::holdStream() {
+  const std::lock_guard guard(lock_);
+  held_ = true;
+}
+
+void JournalLog::releaseStream() {
+  const std::lock_guard guard(lock_);
+  held_ = false;
+  writeAll(descriptor_, heldLines_);
+  heldLines_.clear();
+}
+
+void JournalLog::writeToStream(const std::string& line) {
+  const std::lock_guard guard(lock_);
+  if (!held_) {
+    writeAll(descriptor_, line);
+  } else if (heldLines_.size() + line.size() <= mostHeldBytes) {
+    heldLines_ += line;
+  }
+}
+
 void JournalLog::write(const std::string& line, const LogFields& fields) {
-  if (!streamIsJournal_) writeAll(descriptor_, line + "\n");
+  if (!streamIsJournal_) writeToStream(line + "\n");
   if (!syslogIsJournal_) syslog(LOG_NOTICE, "%s", line.c_str());
   sendToJournal(line, fields);
 }

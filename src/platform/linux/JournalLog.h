@@ -1,5 +1,8 @@
 #pragma once
 
+#include <mutex>
+#include <string>
+
 #include "platform/Log.h"
 
 namespace halcyra {
@@ -14,13 +17,23 @@ class JournalLog : public Log {
   explicit JournalLog(int descriptor);
   ~JournalLog() override;
 
+  /// Keeps lines from the stream, for instance while an editor has the terminal; they come with the
+  /// release. Any thread may call.
+  void holdStream();
+  void releaseStream();
+
  protected:
   void write(const std::string& line, const LogFields& fields) override;
 
  private:
+  void writeToStream(const std::string& line);
+
   const int descriptor_;
   const bool streamIsJournal_;
   const bool syslogIsJournal_;
+  std::mutex lock_;
+  bool held_ = false;
+  std::string heldLines_;
 };
 
 }  // namespace halcyra
