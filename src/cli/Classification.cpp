@@ -1,7 +1,6 @@
 #include "cli/Classification.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "classification/PromptComposition.h"
 #include "cli/Json.h"
@@ -58,19 +57,6 @@ std::string verdictJson(const Verdict& verdict) {
   object["test_form"] = !verdict.mailbox.has_value();
   object["mailbox"] = orNull(verdict.mailbox);
   return jsonLine(object);
-}
-
-void requireMailbox(const AppConfig& config, const std::string& id) {
-  std::string known;
-  for (const MailboxPickerRow& row : config.mailboxPickerRows()) {
-    if (row.id == id) return;
-    known += (known.empty() ? "" : ", ") + row.id;
-  }
-  throw std::runtime_error(known.empty()
-                               ? "there is no mailbox \"" + id +
-                                     "\", nor any other; add one with "
-                                     "\"halcyra-cli config edit\""
-                               : "there is no mailbox \"" + id + "\"; the mailboxes are: " + known);
 }
 
 }  // namespace halcyra

@@ -38,7 +38,4 @@ Verdict verdictOf(const ClassificationResult& result, const AppConfig& config,
 std::string verdictText(const Verdict& verdict);
 std::string verdictJson(const Verdict& verdict);
 
-/// Throws std::runtime_error that lists the mailboxes there are when none has this id.
-void requireMailbox(const AppConfig& config, const std::string& id);
-
 }  // namespace halcyra

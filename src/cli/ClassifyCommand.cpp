@@ -5,9 +5,10 @@
 #include "cli/Classification.h"
 #include "cli/Command.h"
 #include "cli/MailInput.h"
+#include "cli/Mailboxes.h"
 #include "cli/Messages.h"
+#include "cli/ModelHint.h"
 #include "cli/Source.h"
-#include "platform/HttpClient.h"
 #include "text/Graphemes.h"
 
 namespace halcyra {
@@ -20,21 +21,6 @@ struct ClassifyOptions {
   bool json = false;
 };
 
-// An endpoint that cannot be reached or refuses the key is nearly always a setting to mend.
-std::string withHint(const std::exception& error, const AppConfig& config) {
-  const std::string text = error.what();
-  if (text.starts_with("LLM HTTP 401:")) {
-    return "the model server refused the key; set one with \"halcyra-cli secret set "
-           "llm.apiKey\": " +
-           text;
-  }
-  if (dynamic_cast<const HttpError*>(&error) != nullptr || text == LLMError::invalidURL().what()) {
-    return std::string(withoutStop(text)) + "; llmBaseURL is \"" + config.llmBaseURL +
-           "\", change it with \"halcyra-cli config set llmBaseURL URL\"";
-  }
-  return text;
-}
-
 Task<int> ask(Session& session, LLMClient client, Prompt prompt, const AppConfig& config,
               const ClassifyOptions& options) {
   ClassificationResult result;
@@ -43,7 +29,7 @@ Task<int> ask(Session& session, LLMClient client, Prompt prompt, const AppConfig
         client.classify(prompt.system, prompt.user, config.llmMaxBodyChars);
     result = co_await std::move(asking);
   } catch (const std::exception& error) {
-    complain(session.err, withHint(error, config));
+    complain(session.err, withModelHint(error, config));
     co_return 1;
   }
   const Verdict verdict = verdictOf(result, config, options.mailbox);
@@ -53,7 +39,7 @@ Task<int> ask(Session& session, LLMClient client, Prompt prompt, const AppConfig
 
 int classify(const ClassifyOptions& options, Session& session) {
   const AppConfig config = openConfig(session).config();
-  if (options.mailbox) requireMailbox(config, *options.mailbox);
+  if (options.mailbox) mailboxWithId(config, *options.mailbox);
   const ParsedMail mail = readMail(options.file, session.in);
   const Prompt prompt = promptFor(mail, config, options.mailbox);
   if (options.showPrompt) {

@@ -47,5 +47,7 @@ void addPrefilterCommand(CLI::App& app, Invocation& invocation);
 void addConfigCommand(CLI::App& app, Invocation& invocation);
 void addSecretCommand(CLI::App& app, Invocation& invocation);
 void addMailboxCommand(CLI::App& app, Invocation& invocation);
+void addSuggestCommand(CLI::App& app, Invocation& invocation);
+void addSendTestCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace halcyra

@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 
-#include "cli/Classification.h"
 #include "cli/Command.h"
 #include "cli/MailboxTest.h"
+#include "cli/Mailboxes.h"
 #include "cli/Messages.h"
 #include "cli/Table.h"
 #include "text/ControlCharacters.h"
@@ -10,11 +10,6 @@
 
 namespace halcyra {
 namespace {
-
-// Every configured mailbox, or else the one of the older flat settings.
-std::vector<MailAccount> allMailboxes(const AppConfig& config) {
-  return config.mailAccounts.empty() ? config.monitoredMailAccounts() : config.mailAccounts;
-}
 
 std::vector<std::string> row(const AppConfig& config, const MailAccount& account) {
   std::string kind = "IMAP";
@@ -48,10 +43,7 @@ std::vector<MailAccount> mailboxesToTest(const AppConfig& config, const std::str
     }
     return config.monitoredMailAccounts();
   }
-  requireMailbox(config, id);
-  std::vector<MailAccount> mailboxes = allMailboxes(config);
-  std::erase_if(mailboxes, [&](const MailAccount& account) { return account.id != id; });
-  return mailboxes;
+  return {mailboxWithId(config, id)};
 }
 
 Task<int> testEach(Session& session, std::vector<MailAccount> mailboxes, std::string password) {

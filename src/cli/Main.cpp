@@ -11,7 +11,7 @@ namespace {
 constexpr halcyra::CommandRegistration commands[] = {
     halcyra::addMonitorCommand,   halcyra::addClassifyCommand, halcyra::addParseCommand,
     halcyra::addPrefilterCommand, halcyra::addConfigCommand,   halcyra::addSecretCommand,
-    halcyra::addMailboxCommand,
+    halcyra::addMailboxCommand,   halcyra::addSuggestCommand,  halcyra::addSendTestCommand,
 };
 
 // A file opened later must not become the standard output of a program that was started without

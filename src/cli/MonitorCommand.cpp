@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -9,8 +11,8 @@
 #include "cli/Command.h"
 #include "cli/Messages.h"
 #include "cli/MonitorFace.h"
+#include "platform/TaskGroup.h"
 #include "platform/linux/InstanceLock.h"
-#include "platform/linux/JournalLog.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
 
@@ -61,7 +63,8 @@ std::string joinedLabels(const std::vector<MailAccount>& accounts) {
 /// recorded is met again.
 class StopSignals {
  public:
-  explicit StopSignals(Executor main) : signals_(main, SIGINT, SIGTERM), grace_(main) {}
+  StopSignals(Executor main, const AppState& state)
+      : state_(state), signals_(main, SIGINT, SIGTERM), grace_(main) {}
 
   /// True at the first signal, false when `cancel` came before it.
   Task<bool> first() {
@@ -75,10 +78,7 @@ class StopSignals {
     signals_.async_wait([](boost::system::error_code cancelled, int) {
       if (!cancelled) std::_Exit(0);
     });
-    grace_.expires_after(std::chrono::seconds(10));
-    grace_.async_wait([](boost::system::error_code cancelled) {
-      if (!cancelled) std::_Exit(0);
-    });
+    endAfterGrace();
   }
 
   void cancel() {
@@ -87,11 +87,41 @@ class StopSignals {
   }
 
  private:
+  // A message on its way out is waited for: nobody would know whether it arrived, and a forward
+  // would go out again at the next start.
+  void endAfterGrace() {
+    grace_.expires_after(std::chrono::seconds(10));
+    grace_.async_wait([this](boost::system::error_code cancelled) {
+      if (cancelled) return;
+      if (!state_.isSendingMail()) std::_Exit(0);
+      endAfterGrace();
+    });
+  }
+
+  const AppState& state_;
   boost::asio::signal_set signals_;
   boost::asio::steady_timer grace_;
 };
 
+/// The part of a face that takes answers, running beside the monitoring.
+class Answers {
+ public:
+  Answers(Executor main, MonitorFace& face) : face_(face), tasks_(main) {
+    tasks_.spawn(main, face.takeAnswers());
+  }
+
+  Task<void> ended() {
+    co_await face_.answersTaken();
+    co_await tasks_.drained();
+  }
+
+ private:
+  MonitorFace& face_;
+  TaskGroup tasks_;
+};
+
 Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
+  Answers answers(co_await boost::asio::this_coro::executor, face);
   state.startMonitoring();
   face.status(state.statusMessage());
   co_await signals.first();
@@ -99,6 +129,7 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   face.status(state.statusMessage());
   signals.endAtOnceOnSecond();
   co_await state.monitoringEnded();
+  co_await answers.ended();
   signals.cancel();
   co_return face.lostOutput() ? 1 : 0;
 }
@@ -115,13 +146,24 @@ Task<int> passOnce(AppState& state, MonitorFace& face, StopSignals& signals) {
   const Executor executor = co_await boost::asio::this_coro::executor;
   Task<void> stopping = stopOnSignal(signals, stop);
   boost::asio::co_spawn(executor, std::move(stopping), boost::asio::detached);
+  Answers answers(executor, face);
   PassObserver passEnded = [&face](const MailAccount& account, PassResult result) {
     face.passEnded(account, result);
   };
   Task<bool> pass = state.runOnce(std::move(passEnded), stop.get_token());
   const bool allListed = co_await std::move(pass);
+  co_await answers.ended();
   signals.cancel();
   co_return (allListed || stop.stop_requested()) && !face.lostOutput() ? 0 : 1;
+}
+
+// A single pass does not wait for anybody, so it only shows what it suggests.
+std::unique_ptr<MonitorFace> faceFor(const MonitorOptions& options, Session& session) {
+  FaceExecutors executors{session.app.mainContext().get_executor(), session.app.blockingExecutor()};
+  if (options.json) return jsonMonitorFace(std::move(executors));
+  const bool canAnswer = session.interactive && isatty(STDOUT_FILENO) && !options.once;
+  if (!canAnswer) return textMonitorFace();
+  return terminalMonitorFace(std::move(executors), session.app.variables());
 }
 
 int monitor(const MonitorOptions& options, Session& session) {
@@ -141,21 +183,21 @@ int monitor(const MonitorOptions& options, Session& session) {
 
   const InstanceLock alone(app.paths().settings / "monitor.lock",
                            "another monitor is running on these settings; stop that one first");
-  const auto face = options.json ? jsonMonitorFace() : textMonitorFace();
-  JournalLog log(options.json ? STDERR_FILENO : STDOUT_FILENO);
+  const auto face = faceFor(options, session);
   AppState state({.sync = {.main = app.mainContext().get_executor(),
                            .io = app.ioExecutor(),
                            .connector = app.connector(),
                            .secrets = secrets,
                            .clock = app.clock(),
-                           .log = log},
+                           .log = face->log()},
                   .configStore = configStore,
                   .processed = app.processed(),
                   .http = app.http(),
+                  .notifications = app.notifications(),
                   .presenter = *face,
                   .observer = *face,
                   .onlyMailbox = options.mailbox});
-  StopSignals signals(app.mainContext().get_executor());
+  StopSignals signals(app.mainContext().get_executor(), state);
   face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
   return app.run(options.once ? passOnce(state, *face, signals) : watch(state, *face, signals));
 }
@@ -173,8 +215,15 @@ void addMonitorCommand(CLI::App& app, Invocation& invocation) {
       "--json", options->json,
       "Events on standard output, one JSON object a line; log lines on standard error");
   command->footer(
-      "Log lines and suggested replies go to standard output.\n"
-      "Events of --json, by their key \"event\": status, decision, suggestion, pass.");
+      "At a terminal each suggested reply is a card that takes a letter and Enter: s send, e edit\n"
+      "and send, r consider as another rule, c copy, n not now, l list, ? help. Without one, and\n"
+      "with --once, it is printed and counts as \"not now\".\n\n"
+      "Events of --json, by their key \"event\": status, decision, suggestion, pass, answer.\n"
+      "Commands on standard input, one JSON object a line, each answered by an event \"answer\":\n"
+      "  {\"command\":\"send\",\"key\":K,\"text\":T}   K is the key of a suggestion; with "
+      "\"ruleId\"\n"
+      "                                          one of its rule options is carried out instead\n"
+      "  {\"command\":\"dismiss\",\"key\":K}");
   command->callback([options, &invocation] {
     invocation.body = [options](Session& session) { return monitor(*options, session); };
   });

@@ -1,30 +1,51 @@
 #pragma once
 
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "app/Environment.h"
+#include "platform/Log.h"
+#include "platform/Task.h"
 #include "triage/IMAPPass.h"
 #include "triage/SuggestionPresenter.h"
 #include "triage/TriageDecision.h"
 
 namespace halcyra {
 
-/// What `monitor` shows while it runs. A suggestion that could not be written throws, so that its
-/// message stays unread and is met again.
+/// What `monitor` shows while it runs, and what it is told. A suggestion that could not be written
+/// throws, so that its message stays unread and is met again. Belongs to the main executor.
 class MonitorFace : public TriageObserver, public SuggestionPresenter {
  public:
+  virtual Log& log() = 0;
   /// Has something not reached standard output?
   virtual bool lostOutput() const = 0;
   virtual void status(const std::string& text) = 0;
   virtual void passEnded(const MailAccount& account, PassResult result) = 0;
+
+  /// Answers suggestions until the input ends. Without an input, and in faces that take none, it
+  /// ends at once.
+  virtual Task<void> takeAnswers() { co_return; }
+  /// Ends `takeAnswers`, and then when no send is under way.
+  virtual Task<void> answersTaken() { co_return; }
 };
 
-/// For a person: suggestions in full on standard output, between the log lines.
+/// The executors of a face that takes answers.
+struct FaceExecutors {
+  Executor main;
+  Executor blocking;
+};
+
+/// Suggestions in full on standard output, between the log lines. Nobody can answer them.
 std::unique_ptr<MonitorFace> textMonitorFace();
 
-/// For a program: one JSON object a line on standard output.
-std::unique_ptr<MonitorFace> jsonMonitorFace();
+/// For a person at the terminal: suggestions are cards that wait for an answer.
+std::unique_ptr<MonitorFace> terminalMonitorFace(FaceExecutors executors,
+                                                 const Variables& variables);
+
+/// For a program: one JSON object a line on standard output, commands on standard input.
+std::unique_ptr<MonitorFace> jsonMonitorFace(FaceExecutors executors);
 
 /// Standard output in whole pieces, since log lines of another thread go there too.
 class WholeOutput {

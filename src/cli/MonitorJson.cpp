@@ -1,7 +1,13 @@
+#include <unistd.h>
+
 #include "classification/MarketingPrefilter.h"
+#include "cli/InputLines.h"
+#include "cli/JsonAnswers.h"
 #include "cli/MonitorFace.h"
 #include "config/ProcessedMessageStore.h"
+#include "platform/linux/JournalLog.h"
 #include "text/Json.h"
+#include "text/Trim.h"
 
 namespace halcyra {
 namespace {
@@ -19,6 +25,12 @@ json ruleOptions(const std::vector<PopupRuleOverrideOption>& options) {
 
 class JsonFace : public MonitorFace {
  public:
+  explicit JsonFace(FaceExecutors executors)
+      : lines_(std::move(executors.blocking), STDIN_FILENO),
+        answers_(std::move(executors.main), [this](const json& event) { tell(event); }) {}
+
+  Log& log() override { return log_; }
+
   void status(const std::string& text) override { tell({{"event", "status"}, {"text", text}}); }
 
   void decided(const TriageDecision& decision) override {
@@ -41,16 +53,37 @@ class JsonFace : public MonitorFace {
   }
 
   void present(Suggestion suggestion) override {
-    const ParsedMail& mail = suggestion.mail;
-    emit({{"event", "suggestion"},
-          {"key", messageKey(mail.accountId, mail.messageID)},
-          {"mailbox", mail.accountId},
-          {"mailboxLabel", suggestion.mailboxLabel},
-          {"messageID", mail.messageID},
-          {"subject", mail.subject},
-          {"from", mail.from},
-          {"draft", suggestion.draft},
-          {"ruleOptions", ruleOptions(suggestion.ruleOverrides)}});
+    const ParsedMail& mail = *suggestion.mail;
+    json event = {{"event", "suggestion"},
+                  {"key", messageKey(mail.accountId, mail.messageID)},
+                  {"mailbox", mail.accountId},
+                  {"mailboxLabel", suggestion.mailboxLabel},
+                  {"messageID", mail.messageID},
+                  {"subject", mail.subject},
+                  {"from", mail.from},
+                  {"draft", suggestion.draft},
+                  {"ruleOptions", ruleOptions(suggestion.ruleOverrides)}};
+    if (suggestion.rule) {
+      event["ruleId"] = suggestion.rule->id;
+      event["ruleName"] = suggestion.rule->displayName;
+    }
+    emit(event);
+    answers_.add(std::move(suggestion));
+  }
+
+  Task<void> takeAnswers() override {
+    while (true) {
+      Task<std::optional<std::string>> reading = lines_.next();
+      const std::optional<std::string> line = co_await std::move(reading);
+      if (!line) break;
+      if (!trimmed(*line).empty()) answers_.obey(*line);
+    }
+    answers_.inputEnded();
+  }
+
+  Task<void> answersTaken() override {
+    lines_.close();
+    co_await answers_.sendsEnded();
   }
 
   void passEnded(const MailAccount& account, PassResult result) override {
@@ -71,13 +104,16 @@ class JsonFace : public MonitorFace {
     }
   }
 
+  JournalLog log_{STDERR_FILENO};
   WholeOutput output_;
+  InputLines lines_;
+  JsonAnswers answers_;
 };
 
 }  // namespace
 
-std::unique_ptr<MonitorFace> jsonMonitorFace() {
-  return std::make_unique<JsonFace>();
+std::unique_ptr<MonitorFace> jsonMonitorFace(FaceExecutors executors) {
+  return std::make_unique<JsonFace>(std::move(executors));
 }
 
 }  // namespace halcyra

@@ -32,7 +32,8 @@ std::string_view takeLine(std::string_view& rest, std::size_t columns) {
 }
 
 std::string rule(std::string_view caption) {
-  std::string line = "── " + std::string(caption) + " ";
+  std::string line = "──";
+  if (!caption.empty()) line += " " + std::string(caption) + " ";
   for (std::size_t used = graphemeCount(line); used < cardColumns; ++used) line += "─";
   return line + "\n";
 }
@@ -55,17 +56,21 @@ std::string foldedText(std::string_view text, std::size_t columns, std::size_t l
   return folded;
 }
 
-std::string suggestionCard(const GeneralQuestionSheet& sheet) {
+std::string suggestionCard(const Suggestion& suggestion, std::string_view reply) {
   namespace texts = suggestionTexts;
-  const std::string reply = printable(sheet.text());
+  const ParsedMail& mail = *suggestion.mail;
+  const std::string shownReply = printable(reply);
   std::string card = "\n" + rule(texts::caption);
-  card += onOneLine(sheet.mailboxLine()) + "\n";
-  card += "From: " + onOneLine(sheet.senderLine()) + "\n";
-  card += "Subject: " + onOneLine(sheet.subjectLine()) + "\n";
+  card += std::string(texts::mailboxPrefix) + onOneLine(suggestion.mailboxLabel) + "\n";
+  card += "Rule: " +
+          (suggestion.rule ? onOneLine(suggestion.rule->displayName) : "none (low confidence)") +
+          "\n";
+  card += "From: " + onOneLine(shownSender(mail)) + "\n";
+  card += "Subject: " + onOneLine(shownSubject(mail)) + "\n";
   card += rule(texts::originalCaption);
-  card += foldedText(sheet.mail().bodyText, cardColumns, originalLines);
+  card += foldedText(mail.bodyText, cardColumns, originalLines);
   card += rule(texts::replyCaption);
-  return card + (trimmed(reply).empty() ? "(no text yet)" : reply) + "\n" + rule("");
+  return card + (trimmed(reply).empty() ? "(no text yet)" : shownReply) + "\n" + rule("");
 }
 
 std::string considerAsList(const GeneralQuestionSheet& sheet) {

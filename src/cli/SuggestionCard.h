@@ -12,9 +12,9 @@ namespace halcyra {
 /// the last of which then says how much is missing. `columns` and `lines` are at least 2.
 std::string foldedText(std::string_view text, std::size_t columns, std::size_t lines);
 
-/// A suggestion as a person reads it in a terminal: mailbox, sender, subject, the original on part
-/// of a screen, the reply in full. Ends with a line feed.
-std::string suggestionCard(const GeneralQuestionSheet& sheet);
+/// A suggestion as a person reads it in a terminal: mailbox, rule, sender, subject, the original on
+/// part of a screen, the reply in full. Ends with a line feed.
+std::string suggestionCard(const Suggestion& suggestion, std::string_view reply);
 
 /// Numbered from 1, one line each.
 std::string considerAsList(const GeneralQuestionSheet& sheet);

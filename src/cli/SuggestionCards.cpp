@@ -201,12 +201,27 @@ void SuggestionCards::closed() {
   tabHost_.reset();
   currentKey_.clear();
   sending_.clear();
+  shown_.clear();
   waiting_ = 0;
   choosingRule_ = false;
 }
 
+void SuggestionCards::leave() {
+  if (!tabHost_ || tabHost_->tabs().empty()) return;
+  say("Not answered, and marked as handled:");
+  for (const TabEntry& tab : tabHost_->tabs()) {
+    if (!shown_.contains(tab.key)) {
+      out_ << suggestionCard(tab.sheet->suggestion(), tab.sheet->text());
+    } else {
+      say("  " + onOneLine(tab.sheet->subjectLine()) + " — " + onOneLine(tab.sheet->senderLine()));
+    }
+  }
+}
+
 void SuggestionCards::showCard(std::size_t index) {
-  out_ << suggestionCard(*tabHost_->tabs()[index].sheet);
+  const TabEntry& tab = tabHost_->tabs()[index];
+  shown_.insert(tab.key);
+  out_ << suggestionCard(tab.sheet->suggestion(), tab.sheet->text());
   say(commands);
 }
 

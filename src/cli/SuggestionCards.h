@@ -30,6 +30,10 @@ class SuggestionCards {
   /// Carries out what the user types until the input ends.
   Task<void> obey(NextLine nextLine);
 
+  /// Tells which suggestions are left, with the card of each that was never on screen: their
+  /// messages count as handled, so this is the last place where a draft can be read.
+  void leave();
+
  private:
   class Window;
 
@@ -53,6 +57,8 @@ class SuggestionCards {
   std::shared_ptr<GeneralQuestionTabHostController> tabHost_;
   /// The card that the user was shown last.
   std::string currentKey_;
+  /// Cards that were on screen.
+  std::set<std::string> shown_;
   /// Sends whose end was not yet told.
   std::set<std::string> sending_;
   std::size_t waiting_ = 0;

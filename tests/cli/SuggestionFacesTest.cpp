@@ -1,16 +1,19 @@
 #include "cli/SuggestionCards.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <boost/asio/detached.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <deque>
 #include <sstream>
 #include <thread>
 
 #include "app/GeneralQuestionPresenter.h"
+#include "cli/InputLines.h"
+#include "cli/JsonAnswers.h"
 #include "cli/SuggestionCard.h"
-#include "cli/TerminalLines.h"
 #include "cli/TerminalPasteboard.h"
 #include "support/HeldSend.h"
 #include "support/RunTask.h"
@@ -33,12 +36,14 @@ class Cards : public testing::Test {
   }
 
   void present(std::string id, std::string draft = "Dear all,") {
+    ParsedMail mail;
+    mail.accountId = "box";
+    mail.subject = "About " + id;
+    mail.from = "Ann <ann@example.org>";
+    mail.bodyText = "The original.";
+    mail.messageID = std::move(id);
     Suggestion s;
-    s.mail.accountId = "box";
-    s.mail.subject = "About " + id;
-    s.mail.from = "Ann <ann@example.org>";
-    s.mail.bodyText = "The original.";
-    s.mail.messageID = std::move(id);
+    s.mail = std::make_shared<const ParsedMail>(std::move(mail));
     s.mailboxLabel = "Work";
     s.draft = std::move(draft);
     s.ruleOverrides = {{"r1", "Billing", "Forward and notify"}};
@@ -167,28 +172,135 @@ TEST_F(Cards, ListCopyAndNotNow) {
   EXPECT_SHOWS(shown(), "Subject: About a");
 }
 
-TEST(TerminalLines, GiveWholeLinesUntilTheInputEndsOrALineIsEndless) {
+TEST_F(Cards, WhatWasNeverOnScreenIsShownInFullAtTheEnd) {
+  present("a", "To A");
+  present("b", "To B");
+  shown();
+  cards.leave();
+  const std::string left = shown();
+  EXPECT_SHOWS(left, "  About a — Ann");
+  EXPECT_SHOWS(left, "To B\n");
+  EXPECT_EQ(left.find("To A"), std::string::npos);
+}
+
+TEST(InputLines, GiveWholeLinesUntilTheInputEndsOrALineIsEndless) {
+  boost::asio::thread_pool blocking(1);
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"s\n\n\xFF x\nunfinished", {"s", "", "\uFFFD x"}},
-      {std::string(70'000, 'x') + "\n", {}},
+      {std::string(17u << 20, 'x') + "\n", {}},
   };
   for (const auto& [bytes, expected] : cases) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    boost::asio::io_context context;
-    TerminalLines lines(context.get_executor(), ends[0]);
-    std::thread writer([&, end = ends[1], &sent = bytes] {
-      for (const char c : sent) {
-        if (write(end, &c, 1) != 1) break;
+    InputLines lines(blocking.get_executor(), ends[0]);
+    std::thread writer([end = ends[1], &sent = bytes] {
+      std::string_view left = sent;
+      while (!left.empty()) {
+        const ssize_t count = write(end, left.data(), std::min<std::size_t>(left.size(), 60'000));
+        if (count <= 0) break;
+        left.remove_prefix(static_cast<std::size_t>(count));
       }
       close(end);
     });
     std::vector<std::string> read;
-    while (auto line = runTask(context, lines.next())) read.push_back(*line);
+    while (auto line = runTask(lines.next())) read.push_back(*line);
     EXPECT_EQ(read, expected);
-    for (char rest[4096]; ::read(ends[0], rest, sizeof rest) != 0;) continue;
+    for (char rest[4096]; ::read(ends[0], rest, sizeof rest) > 0;) continue;
     writer.join();
+    close(ends[0]);
   }
+}
+
+TEST(InputLines, ReadFilesAndEndAWaitWhenClosed) {
+  boost::asio::thread_pool blocking(1);
+  const int nothing = open("/dev/null", O_RDONLY);
+  EXPECT_FALSE(runTask(InputLines(blocking.get_executor(), nothing).next()));
+  close(nothing);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  InputLines lines(blocking.get_executor(), ends[0]);
+  std::thread closer([&] { lines.close(); });
+  EXPECT_FALSE(runTask(lines.next()));
+  closer.join();
+  EXPECT_FALSE(runTask(lines.next()));
+  for (const int end : ends) close(end);
+}
+
+class Json : public testing::Test {
+ protected:
+  void add(const std::string& id) {
+    ParsedMail mail;
+    mail.accountId = "box";
+    mail.messageID = id;
+    answers.add({.mail = std::make_shared<const ParsedMail>(std::move(mail)),
+                 .mailboxLabel = "Work",
+                 .draft = "Draft",
+                 .ruleOverrides = {{"r1", "Billing", "Forward and notify"}},
+                 .sendReply = send.reply()});
+  }
+  // "done" or the message of the one event that answers, with its command and key.
+  std::string obey(const std::string& line) {
+    answers.obey(line);
+    return told();
+  }
+  std::string told() {
+    context.restart();
+    context.poll();
+    std::string text;
+    for (const nlohmann::json& event : std::exchange(events, {})) {
+      EXPECT_EQ(event.at("event"), "answer");
+      text += event.at("command").get<std::string>() + " " + event.at("key").get<std::string>() +
+              (event.at("done") == true ? " done" : " " + event.at("message").get<std::string>());
+    }
+    return text;
+  }
+  std::string endSend() {
+    send.ended.cancel();
+    return told();
+  }
+
+  boost::asio::io_context context;
+  HeldSend send{context};
+  std::vector<nlohmann::json> events;
+  JsonAnswers answers{context.get_executor(),
+                      [this](const nlohmann::json& event) { events.push_back(event); }};
+};
+
+constexpr const char* sendHello =
+    R"({"command":"send","key":"box\u001em","text":" Hello. ","ruleId":null})";
+
+TEST_F(Json, EveryCommandHasOneAnswer) {
+  add("m");
+  EXPECT_EQ(obey(sendHello), "");
+  EXPECT_EQ(obey(sendHello), "send box\x1Em it is being sent");
+  EXPECT_EQ(obey(R"({"command":"dismiss","key":"box\u001em"})"),
+            "dismiss box\x1Em it is being sent");
+  send.result = {false, "No route."};
+  EXPECT_EQ(endSend(), "send box\x1Em No route.");
+  EXPECT_EQ(obey(R"({"command":"send","key":"box\u001em","text":"x","ruleId":"r1"})"), "");
+  send.result = {true, std::nullopt};
+  EXPECT_EQ(endSend(), "send box\x1Em done");
+  EXPECT_EQ(send.asked, (std::vector<std::string>{"Hello.|-", "x|r1"}));
+  EXPECT_EQ(obey(sendHello), "send box\x1Em no suggestion with this key waits");
+  add("m");
+  EXPECT_EQ(obey(R"({"command":"dismiss","key":"box\u001em"})"), "dismiss box\x1Em done");
+}
+
+TEST_F(Json, WhatIsNoCommandIsAnsweredAndChangesNothing) {
+  add("m");
+  for (const char* line : {"", "send", "[]", "7", "{", R"({"command":7})", R"({"command":"quit"})",
+                           R"({"command":"send"})", R"({"command":"send","key":"box\u001em"})",
+                           R"({"command":"send","key":"box\u001em","text":" "})",
+                           R"({"command":"send","key":"box\u001em","text":"x","ruleId":"r2"})",
+                           R"({"command":"send","key":"box\u001em","text":"x","ruleId":1})"}) {
+    const std::string answer = obey(line);
+    EXPECT_NE(answer, "") << line;
+    EXPECT_EQ(answer.find("done"), std::string::npos) << line;
+  }
+  EXPECT_TRUE(send.asked.empty());
+  obey(sendHello);
+  answers.inputEnded();
+  EXPECT_EQ(endSend(), "send box\x1Em done");
 }
 
 }  // namespace

@@ -1,0 +1,77 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/Command.h"
+#include "cli/Mailboxes.h"
+#include "cli/Messages.h"
+#include "platform/linux/JournalLog.h"
+#include "text/ControlCharacters.h"
+#include "triage/MailSecrets.h"
+#include "triage/MailSender.h"
+
+namespace halcyra {
+namespace {
+
+struct SendTestOptions {
+  std::string mailbox;
+  std::string to;
+};
+
+// A message that the test answers, so that it takes the way of a reply from its first step.
+SharedIncomingMail pretendedMail(const AppConfig& config, const MailAccount& account,
+                                 const std::string& to) {
+  ParsedMail mail;
+  mail.accountId = account.id;
+  mail.subject = "Test message from Halcyra";
+  mail.from = to;
+  return std::make_shared<const IncomingMail>(std::move(mail), config, account);
+}
+
+Task<int> sendTo(Session& session, MailSender& sender, SharedIncomingMail incoming,
+                 std::string smtpPassword) {
+  const std::string label = incoming->config.mailboxLabel(incoming->account.id);
+  std::string text = "This is a test. Replies from the mailbox \"" + label +
+                     "\" take the way that this message took.";
+  Task<ReplySent> sending = sender.sendReply(incoming, std::move(text), std::move(smtpPassword));
+  const ReplySent sent = co_await std::move(sending);
+  if (!sent.succeeded) {
+    complain(session.err, "not sent: " + sent.message.value_or(""));
+    co_return 1;
+  }
+  session.out << "sent to " << onOneLine(incoming->mail.from) << " through "
+              << onOneLine(sent.route) << '\n';
+  co_return 0;
+}
+
+int sendTest(const SendTestOptions& options, Session& session) {
+  const AppConfig config = openConfig(session).config();
+  const MailAccount account = mailboxWithId(config, options.mailbox);
+  KeychainHelper& secrets = openSecrets(session);
+  MailSecrets of = mailSecretsFor(account, secrets.secretsSnapshot(), secrets);
+  JournalLog log(STDERR_FILENO);
+  MailSender sender(
+      {.connector = session.app.connector(), .io = session.app.ioExecutor(), .log = log});
+  return session.app.run(sendTo(session, sender, pretendedMail(config, account, options.to),
+                                std::move(of.smtpPassword)));
+}
+
+}  // namespace
+
+void addSendTestCommand(CLI::App& app, Invocation& invocation) {
+  auto options = std::make_shared<SendTestOptions>();
+  CLI::App* command =
+      app.add_subcommand("send-test", "Send a short test message the way a reply would go");
+  command->add_option("--mailbox", options->mailbox, "The mailbox to send from")
+      ->type_name("ID")
+      ->required();
+  command->add_option("--to", options->to, "Who gets the message")
+      ->type_name("ADDRESS")
+      ->required();
+  command->footer("Says which way it took: the provider's own service, or which SMTP server.");
+  command->callback([options, &invocation] {
+    invocation.body = [options](Session& session) { return sendTest(*options, session); };
+  });
+}
+
+}  // namespace halcyra
