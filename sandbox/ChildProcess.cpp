@@ -180,12 +180,16 @@ bool ChildProcess::collectFrom(Pipe& pipe) {
   return count > 0;
 }
 
-void ChildProcess::finishInput(std::string_view text) {
+void ChildProcess::writeInput(std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = write(input_, text.data(), text.size());
     if (count <= 0) break;
     text.remove_prefix(static_cast<std::size_t>(count));
   }
+}
+
+void ChildProcess::finishInput(std::string_view text) {
+  writeInput(text);
   close(input_);
   input_ = -1;
 }

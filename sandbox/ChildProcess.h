@@ -54,6 +54,8 @@ class ChildProcess {
 
   pid_t id() const { return id_; }
 
+  /// Writes to the program's standard input.
+  void writeInput(std::string_view text);
   /// Writes to the program's standard input and closes it.
   void finishInput(std::string_view text = {});
 

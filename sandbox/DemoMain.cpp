@@ -1,141 +1,47 @@
-// The program at work: a Dovecot with a day of sample mail, a model, one pass of halcyra-cli, and a
-// table of what it decided and what the server holds afterwards.
+// The program at work: a Dovecot with a day of sample mail, a submission server, a model,
+// halcyra-cli, and somebody who answers some of its suggestions. Then a table of what it decided
+// and what the servers hold afterwards.
 
 #include <signal.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "sandbox/ChildProcess.h"
 #include "sandbox/DemoReport.h"
-#include "sandbox/DovecotServer.h"
-#include "sandbox/LoopbackHttpServer.h"
-#include "sandbox/ModelStandIn.h"
-#include "sandbox/ProgramHome.h"
-#include "sandbox/SampleMail.h"
+#include "sandbox/DemoSetup.h"
 
 namespace halcyra::sandbox {
 
 namespace {
 
-using std::chrono::system_clock;
+using nlohmann::json;
+using std::chrono::steady_clock;
 
-constexpr const char* user = "robin@alder-tools.example.com";
-constexpr const char* password = "plum cake";
+/// A model of the user's own may take its time.
+constexpr std::chrono::minutes longestRun(15);
 
 volatile sig_atomic_t stopRequested = 0;  // the signal
 
 struct Interrupted {};
 
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
-
-/// The model that answers: the one that the environment names, or the stand-in.
-struct DemoModel {
-  std::unique_ptr<LoopbackHttpServer> standIn;
-  std::string baseURL = variable("HALCYRA_LLM_BASE_URL");
-  std::string name = variable("HALCYRA_LLM_MODEL");
-  std::string key = variable("HALCYRA_LLM_API_KEY");
-
-  DemoModel() {
-    if (!baseURL.empty()) {
-      if (name.empty()) throw std::runtime_error("set HALCYRA_LLM_MODEL to the model's name");
-      return;
-    }
-    name = "stand-in";
-    key = "sandbox key";
-    standIn = std::make_unique<LoopbackHttpServer>(ModelStandIn(key));
-    baseURL = standIn->baseURL() + "/v1";
-  }
-
-  std::string description() const {
-    return standIn ? "the sandbox stand-in (counts words, understands nothing)"
-                   : name + " at " + baseURL;
-  }
-};
-
-// Sample times lie in the minutes before now, but never before today.
-system_clock::time_point minutesAgo(int minutes) {
-  const auto now = system_clock::now();
-  const std::time_t seconds = system_clock::to_time_t(now);
-  std::tm local{};
-  localtime_r(&seconds, &local);
-  local.tm_hour = local.tm_min = local.tm_sec = 0;
-  local.tm_isdst = -1;
-  const auto midnight = system_clock::from_time_t(std::mktime(&local));
-  return std::max(midnight, now - std::chrono::minutes(minutes));
-}
-
-// The value of a header that the samples write on one line.
-std::string headerOf(const std::string& message, const std::string& name) {
-  const std::size_t at = message.find("\n" + name + ": ") + name.size() + 3;
-  return message.substr(at, message.find('\n', at) - at);
-}
-
-std::vector<DemoRow> deliverSamples(DovecotServer& server) {
-  std::vector<DemoRow> rows;
-  const auto files = sampleFiles();
-  int minutes = static_cast<int>(files.size()) * 7;
-  for (const auto& file : files) {
-    const auto moment = minutesAgo(minutes -= 7);
-    const std::string message = sampleMessage(file, moment);
-    server.deliver(user, message, moment);
-    rows.push_back({.messageID = headerOf(message, "Message-ID"), .subject = "", .from = ""});
-  }
-  const auto yesterday = system_clock::now() - std::chrono::hours(25);
-  const std::string older = sampleMessage(olderSampleFile(), yesterday);
-  server.deliver(user, older, yesterday);
-  rows.push_back({.messageID = headerOf(older, "Message-ID"),
-                  .subject = headerOf(older, "Subject"),
-                  .from = headerOf(older, "From"),
-                  .decision = "from yesterday, left alone"});
-  return rows;
-}
-
-void configure(ProgramHome& home, const DovecotServer& server, const DemoModel& model) {
-  home.addMailbox(
-      {.id = "demo-inbox", .label = "Alder Tools", .port = server.port(), .user = user});
-  home.addRule("5B0E6A52-9C0C-4E6B-8E0A-6C1F4D2A7B01", "Support",
-               "Support requests: problems, errors, crashes, login or password trouble, requests "
-               "for help (aide, problème, erreur, connexion; Hilfe, Fehler, Problem).",
-               "notifyWithSuggestion");
-  home.addRule("5B0E6A52-9C0C-4E6B-8E0A-6C1F4D2A7B02", "Sales",
-               "Sales enquiries: somebody wants to buy, asks for a price, a quote, an offer or a "
-               "discount (acheter, prix, devis; kaufen, Preis, Angebot).",
-               "notifyWithSuggestion");
-  home.addRule("5B0E6A52-9C0C-4E6B-8E0A-6C1F4D2A7B03", "Invoices",
-               "Invoices, bills, receipts and payment reminders (facture; Rechnung, Mahnung).",
-               "doNothing");
-  home.settings["rules"].back()["mailboxTagName"] = "Bookkeeping";
-  home.addRule("5B0E6A52-9C0C-4E6B-8E0A-6C1F4D2A7B04", "Meetings",
-               "Somebody wants to meet: a meeting, a call, an appointment, a time in the calendar "
-               "(réunion, rendez-vous; Termin, Treffen).",
-               "notifyWithSuggestion");
-  home.addRule("5B0E6A52-9C0C-4E6B-8E0A-6C1F4D2A7B05", "Other",
-               "Use when none of the other rules clearly apply.", "notifyWithSuggestion", true);
-  home.settings["llmBaseURL"] = model.baseURL;
-  home.settings["llmModel"] = model.name;
-  home.save();
-  home.storeSecret("imap.password", password);
-  if (!model.key.empty()) home.storeSecret("llm.apiKey", model.key);
-}
-
-std::string text(const nlohmann::json& event, const char* key) {
+std::string text(const json& event, const char* key) {
   return event.value(key, std::string());
 }
 
-std::string decisionText(const nlohmann::json& event) {
+std::string actionText(const json& event) {
+  const std::string action = text(event, "action");
+  if (action == "Do nothing") return "filed, nothing to do";
+  if (action == "Forward and notify me") return "forwarded to bookkeeping";
+  if (action == "Run custom automation") return "forwarded to sales, reply suggested";
+  return "reply suggested";
+}
+
+std::string decisionText(const json& event) {
   const std::string outcome = text(event, "outcome");
   if (outcome == "prefilterSkipped") return "bulk, kept from the model";
   if (outcome == "lowConfidenceSuggested") return "unsure, shown to you";
@@ -143,79 +49,114 @@ std::string decisionText(const nlohmann::json& event) {
   if (outcome == "modelFailed") return "model failed, tried again later";
   if (outcome == "actionFailed") return "action failed, tried again later";
   if (outcome == "noRules" || outcome == "noCatchAll") return "no rule applies";
-  return text(event, "action") == "Do nothing" ? "filed, nothing to do" : "reply suggested";
+  return actionText(event);
 }
 
-std::string deciderText(const nlohmann::json& event) {
+std::string deciderText(const json& event) {
   if (event.contains("test")) return "prefilter: " + text(event, "test");
   if (event.contains("ruleName")) return "rule: " + text(event, "ruleName");
   return event.contains("confidence") ? "no rule, too unsure" : "";
 }
 
-void takeEvent(const nlohmann::json& event, std::vector<DemoRow>& rows) {
-  const auto row = std::ranges::find(rows, text(event, "messageID"), &DemoRow::messageID);
-  if (row == rows.end()) return;
-  if (text(event, "event") == "suggestion") row->draft = text(event, "draft");
-  if (text(event, "event") != "decision") return;
-  row->subject = text(event, "subject");
-  row->from = text(event, "from");
-  row->decision = decisionText(event);
-  row->decidedBy = deciderText(event);
-  if (event.contains("confidence")) row->confidence = event["confidence"].get<double>();
+/// The person at the program: reads its events, sends the drafts of one rule, leaves the others.
+class Person {
+ public:
+  Person(ChildProcess& program, std::vector<DemoRow>& rows) : program_(program), rows_(rows) {}
+
+  void see(const json& event) {
+    const std::string kind = text(event, "event");
+    if (kind == "answer") return hear(event);
+    const auto row = std::ranges::find(rows_, text(event, "messageID"), &DemoRow::messageID);
+    if (row == rows_.end()) return;
+    if (kind == "suggestion") consider(event, *row);
+    if (kind == "decision") note(event, *row);
+  }
+
+  bool isDone() const { return decided_ + 1 >= rows_.size() && waitingAnswers_ == 0; }
+
+ private:
+  void consider(const json& event, DemoRow& row) {
+    row.draft = text(event, "draft");
+    if (text(event, "ruleName") != DemoOffice::answeredRule || row.draft.empty()) return;
+    const json command = {{"command", "send"}, {"key", text(event, "key")}, {"text", row.draft}};
+    program_.writeInput(command.dump() + "\n");
+    ++waitingAnswers_;
+  }
+
+  void hear(const json& event) {
+    --waitingAnswers_;
+    const std::string key = text(event, "key");
+    const auto row = std::ranges::find_if(
+        rows_, [&](const DemoRow& r) { return key.ends_with("\x1E" + r.messageID); });
+    if (row != rows_.end()) row->answered = event.value("done", false);
+  }
+
+  void note(const json& event, DemoRow& row) {
+    ++decided_;
+    row.subject = text(event, "subject");
+    row.from = text(event, "from");
+    row.decision = decisionText(event);
+    row.decidedBy = deciderText(event);
+    if (event.contains("confidence")) row.confidence = event["confidence"].get<double>();
+  }
+
+  ChildProcess& program_;
+  std::vector<DemoRow>& rows_;
+  std::size_t decided_ = 0;
+  int waitingAnswers_ = 0;
+};
+
+[[noreturn]] void giveUp(const ChildProcess& program, const std::string& why) {
+  throw std::runtime_error(why + ". halcyra-cli said:\n" + program.errors());
 }
 
-// One pass of the program; its events go into the rows.
-void runOnePass(const ProgramHome& home, std::vector<DemoRow>& rows) {
-  ChildProcess program(home.command({"monitor", "--once", "--json"}));
-  program.finishInput();
-  while (true) {
+// Lets the program work until every message of today is decided and every answer is sent.
+void watchTheProgram(const ProgramHome& home, std::vector<DemoRow>& rows) {
+  ChildProcess program(home.command({"monitor", "--json"}));
+  Person person(program, rows);
+  const auto deadline = steady_clock::now() + longestRun;
+  while (!person.isDone()) {
     if (stopRequested) throw Interrupted();
     if (const auto line = program.readLine(std::chrono::milliseconds(200))) {
-      takeEvent(nlohmann::json::parse(*line), rows);
+      person.see(json::parse(*line));
     } else if (program.wait(std::chrono::milliseconds(0))) {
-      break;
+      giveUp(program, "halcyra-cli ended before its work was done");
+    } else if (steady_clock::now() > deadline) {
+      giveUp(program, "halcyra-cli took too long");
     }
   }
-  if (stopRequested) throw Interrupted();
-  while (const auto line = program.readLine(std::chrono::milliseconds(0))) {
-    takeEvent(nlohmann::json::parse(*line), rows);
-  }
-  if (program.wait(std::chrono::seconds(0))->status != 0) {
-    throw std::runtime_error("halcyra-cli could not read the mailbox. It said:\n" +
-                             program.errors());
+  // The last message is marked after its decision was told; a clean stop waits for that.
+  if (program.stop(std::chrono::seconds(60)).status != 0) {
+    giveUp(program, "halcyra-cli did not stop cleanly");
   }
   if (program.errors().find("LLM error") != std::string::npos) {
     std::cerr << "The model did not answer every time. halcyra-cli said:\n" << program.errors();
   }
 }
 
-// Every message of today with a decision, and marked exactly when it was finished with.
-bool everythingAsPromised(const std::vector<DemoRow>& rows) {
-  const auto today = rows.size() - 1;
-  return !rows.back().seen &&
-         std::all_of(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(today),
+// Every message of today with a decision and marked, yesterday's untouched, every forward and
+// every answer at the submission server once.
+bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t submitted) {
+  const auto promised = [](const DemoRow& row) {
+    return std::size_t{row.answered} + (row.decision.starts_with("forwarded") ? 1 : 0);
+  };
+  std::size_t expected = 0;
+  for (const DemoRow& row : rows) expected += promised(row);
+  const auto today = static_cast<std::ptrdiff_t>(rows.size()) - 1;
+  return submitted == expected && !rows.back().seen &&
+         std::all_of(rows.begin(), rows.begin() + today,
                      [](const DemoRow& row) { return !row.decidedBy.empty() && row.seen; });
 }
 
-int runDemo() {
-  const auto program =
-      std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "halcyra-cli";
-  DemoModel model;
-  DovecotServer server({.users = {{user, password}}});
-  std::vector<DemoRow> rows = deliverSamples(server);
-  ProgramHome home(program);
-  configure(home, server, model);
-
-  std::cout << "\n  Halcyra looks through the inbox of " << user << ".\n"
-            << "  Mail server: Dovecot on 127.0.0.1:" << server.port() << ", " << rows.size()
-            << " unread messages.\n  Model: " << model.description() << ".\n"
+void introduce(const DemoOffice& office, const DemoModel& model, std::size_t messages) {
+  std::cout << "\n  Halcyra looks through the inbox of " << DemoOffice::user << ".\n"
+            << "  Mail server: Dovecot on 127.0.0.1:" << office.mail.port() << ", " << messages
+            << " unread messages.\n  Outgoing mail: a submission server on 127.0.0.1:"
+            << office.submission.port() << ".\n  Model: " << model.description() << ".\n"
             << std::flush;
-  const auto started = std::chrono::steady_clock::now();
-  runOnePass(home, rows);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started;
-  for (DemoRow& row : rows) row.seen = server.seen(user, row.messageID);
+}
 
-  std::cout << demoReport(rows, thisScreen());
+void sumUp(const std::vector<DemoRow>& rows, std::chrono::duration<double> took) {
   const auto asked =
       std::ranges::count_if(rows, [](auto& row) { return row.confidence.has_value(); });
   char seconds[16];
@@ -223,8 +164,30 @@ int runDemo() {
   std::cout << "\n  " << rows.size() - 1 << " messages of today in " << seconds << " s, " << asked
             << " of them shown to the model.\n"
             << "  Seen: Halcyra set \\Seen on the server, as read back from Dovecot. Unseen: not "
-               "touched.\n";
-  if (!everythingAsPromised(rows)) {
+               "touched.\n"
+            << "  Sent: the demo answered suggestions of the rule “" << DemoOffice::answeredRule
+            << "” as you would; the other drafts were left.\n";
+}
+
+int runDemo() {
+  const auto program =
+      std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "halcyra-cli";
+  DemoModel model;
+  DemoOffice office;
+  std::vector<DemoRow> rows = deliverSamples(office);
+  ProgramHome home(program);
+  configure(home, office, model);
+
+  introduce(office, model, rows.size());
+  const auto started = steady_clock::now();
+  watchTheProgram(home, rows);
+  const auto took = steady_clock::now() - started;
+  for (DemoRow& row : rows) row.seen = office.mail.seen(DemoOffice::user, row.messageID);
+  const std::vector<SubmittedMessage> submitted = office.submission.received();
+
+  std::cout << demoReport(rows, thisScreen()) << submissionReport(submitted, thisScreen());
+  sumUp(rows, took);
+  if (!everythingAsPromised(rows, submitted.size())) {
     std::cerr << "\nhalcyra-demo: not every message ended as it should; run "
                  "“build/release/halcyra-cli monitor --once” on a mailbox of your own to see the "
                  "log, or ./test e2e\n";

@@ -118,11 +118,28 @@ void writeReplies(std::ostream& out, const std::vector<DemoRow>& rows, std::size
     if (first) out << "\n" << left << paint.bold("Suggested replies") << "\n";
     first = false;
     const std::string to = "To " + senderName(plain(row.from));
-    out << "\n" << left << to << paint.faint(" · " + plain(row.subject)) << "\n";
+    out << "\n"
+        << left << to << paint.faint(" · " + plain(row.subject))
+        << (row.answered ? paint.green(" · sent") : "") << "\n";
     for (const std::string& text : wrapped(row.draft, width)) {
       out << left << paint.faint(text.empty() ? "│" : "│ ") << plain(text) << "\n";
     }
   }
+}
+
+// The unfolded header fields of the outer message with these names, in the message's order.
+std::vector<std::string> headerLines(const std::string& data) {
+  std::vector<std::string> shown;
+  std::istringstream lines(data);
+  for (std::string line; std::getline(lines, line) && line != "\r" && !line.empty();) {
+    if (line.back() == '\r') line.pop_back();
+    for (const char* name : {"Subject:", "In-Reply-To:", "Content-Type: message"}) {
+      if (line.starts_with(name)) shown.push_back(line);
+    }
+    // What follows are the headers of the message that is forwarded.
+    if (line.starts_with("Content-Type: message")) break;
+  }
+  return shown;
 }
 
 }  // namespace
@@ -148,6 +165,22 @@ std::string demoReport(const std::vector<DemoRow>& rows, const Screen& screen) {
   out << left << paint.faint(rule(layout.total())) << "\n";
   for (const DemoRow& row : rows) writeRow(out, layout, row, paint);
   writeReplies(out, rows, screen.width, paint);
+  return out.str();
+}
+
+std::string submissionReport(const std::vector<SubmittedMessage>& messages, const Screen& screen) {
+  const Painter paint(screen.colours);
+  const std::string left(margin, ' ');
+  std::ostringstream out;
+  out << "\n" << left << paint.bold("What the submission server received") << "\n";
+  for (const SubmittedMessage& message : messages) {
+    out << "\n"
+        << left << plain(message.from) << " → " << plain(message.to)
+        << paint.faint(" · " + std::to_string(message.data.size()) + " bytes") << "\n";
+    for (const std::string& line : headerLines(message.data)) {
+      out << left << paint.faint("│ " + plain(line)) << "\n";
+    }
+  }
   return out.str();
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "sandbox/SubmissionServer.h"
+
 namespace halcyra::sandbox {
 
 /// What the demo tells about one message.
@@ -17,6 +19,8 @@ struct DemoRow {
   std::optional<double> confidence = {};
   /// The model's proposal for an answer.
   std::string draft = {};
+  /// The proposal was sent.
+  bool answered = false;
   /// As the server has it afterwards.
   bool seen = false;
 };
@@ -32,5 +36,8 @@ Screen thisScreen();
 
 /// The table of all messages, then the suggested replies.
 std::string demoReport(const std::vector<DemoRow>& rows, const Screen& screen);
+
+/// What the submission server took, a few lines of each message.
+std::string submissionReport(const std::vector<SubmittedMessage>& messages, const Screen& screen);
 
 }  // namespace halcyra::sandbox

@@ -15,9 +15,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-struct NobodyLooks : TriageObserver, SuggestionPresenter {
+struct NobodyLooks : TriageObserver, SuggestionPresenter, Notifications {
   void decided(const TriageDecision&) override {}
   void present(Suggestion) override {}
+  Task<bool> post(std::string, std::string) override { co_return true; }
 };
 
 MailAccount mailbox(const std::string& user, const sandbox::DovecotServer& server) {
@@ -53,6 +54,7 @@ TEST(LiveSwitch, AMailboxSwitchedOffWhileItIdlesStopsAndTheOtherGoesOn) {
                   .configStore = configStore,
                   .processed = processed,
                   .http = model,
+                  .notifications = nobody,
                   .presenter = nobody,
                   .observer = nobody});
   const auto within = [&](std::chrono::seconds longest, const auto& condition) {
