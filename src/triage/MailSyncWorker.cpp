@@ -55,11 +55,11 @@ struct HandOver {
   std::string llmAPIKey;
 
   Task<bool> operator()(ParsedMail mail) const {
-    return runOn(main, processor->processMail({.mail = std::move(mail),
-                                               .config = config,
-                                               .account = account,
-                                               .smtpPassword = smtpPassword,
-                                               .llmAPIKey = llmAPIKey}));
+    return runOn(main, processor->processForMarking({.mail = std::move(mail),
+                                                     .config = config,
+                                                     .account = account,
+                                                     .smtpPassword = smtpPassword,
+                                                     .llmAPIKey = llmAPIKey}));
   }
 };
 

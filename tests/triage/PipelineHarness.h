@@ -31,21 +31,29 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
             .bodyText = "body"};
   }
 
+  EmailProcessor processor() {
+    return EmailProcessor({.processed = store,
+                           .underWay = underWay,
+                           .presenter = *this,
+                           .http = model,
+                           .clock = clock,
+                           .log = log,
+                           .observer = *this,
+                           .actions = this,
+                           .providers = this});
+  }
+
+  IncomingMail incoming() const {
+    return {.mail = mail,
+            .config = config,
+            .account = config.mailAccounts.at(0),
+            .smtpPassword = "smtp-secret",
+            .llmAPIKey = "model-secret"};
+  }
+
   bool process() {
-    EmailProcessor processor({.processed = store,
-                              .underWay = underWay,
-                              .presenter = *this,
-                              .http = model,
-                              .clock = clock,
-                              .log = log,
-                              .observer = *this,
-                              .actions = this,
-                              .providers = this});
-    return runTask(processor.processMail({.mail = mail,
-                                          .config = config,
-                                          .account = config.mailAccounts.at(0),
-                                          .smtpPassword = "smtp-secret",
-                                          .llmAPIKey = "model-secret"}));
+    EmailProcessor once = processor();
+    return runTask(once.processMail(incoming()));
   }
 
   void answer(const std::string& ruleId, double confidence, const std::string& draft = "") {
