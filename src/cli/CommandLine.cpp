@@ -35,6 +35,10 @@ std::vector<std::string> namesOfCommands(CLI::App& command) {
   return names;
 }
 
+std::string commandList(CLI::App& command) {
+  return CLI::detail::join(namesOfCommands(command), ", ");
+}
+
 std::string path(const CLI::App& command) {
   const CLI::App* parent = command.get_parent();
   return parent == nullptr ? "halcyra-cli" : path(*parent) + " " + command.get_name();
@@ -48,18 +52,19 @@ std::string usageText(CLI::App& app, const CLI::ParseError& error) {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !left.empty()) {
     const std::string& argument = left.front();
-    const char* what = argument.starts_with("-")          ? "unknown option"
-                       : namesOfCommands(command).empty() ? "unexpected argument"
-                                                          : "unknown command";
+    constexpr std::string_view unknownCommand = "unknown command";
+    const std::string_view what = argument.starts_with("-")          ? "unknown option"
+                                  : namesOfCommands(command).empty() ? "unexpected argument"
+                                                                     : unknownCommand;
     text = std::string(what) + " \"" + argument + "\"";
+    if (what == unknownCommand) text += "; there is " + commandList(command);
   }
   return text + "; see \"" + path(command) + " --help\"";
 }
 
 std::string missingCommandText(CLI::App& app) {
   CLI::App& command = deepest(app);
-  return "name a command: " + CLI::detail::join(namesOfCommands(command), ", ") + "; see \"" +
-         path(command) + " --help\"";
+  return "name a command: " + commandList(command) + "; see \"" + path(command) + " --help\"";
 }
 
 int runBody(const CommandBody& body, Session& session) {

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "config/ConfigJson.h"
+#include "text/ControlCharacters.h"
 #include "text/Trim.h"
 
 namespace halcyra {
@@ -42,6 +43,13 @@ std::size_t enabledCount(const AppConfig& config) {
 void warnOfConnection(const std::string& at, const IMAPConnection& imap, Warnings& warnings) {
   if (isBlank(imap.host)) warnings.push_back(at + ".host: is empty, so nothing is watched");
   if (isBlank(imap.username)) warnings.push_back(at + ".username: is empty, so nothing is watched");
+  for (const auto& [name, value] : {std::pair{".host", &imap.host},
+                                    {".username", &imap.username},
+                                    {".mailbox", &imap.mailbox}}) {
+    if (onOneLine(*value) != *value) {
+      warnings.push_back(at + name + ": holds a control character, so no server can be reached");
+    }
+  }
   if (imap.port < 1 || imap.port > 65535) {
     warnings.push_back(at + ".port: is not between 1 and 65535");
   }

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "cli/Command.h"
 #include "cli/ConfigCheck.h"
@@ -7,6 +8,7 @@
 #include "cli/Messages.h"
 #include "cli/Source.h"
 #include "config/ConfigJson.h"
+#include "platform/linux/InstanceLock.h"
 #include "text/ControlCharacters.h"
 
 namespace halcyra {
@@ -34,6 +36,10 @@ int check(Session& session, const std::string& named) {
     throw std::runtime_error(source +
                              " does not exist yet; \"halcyra-cli config edit\" creates it");
   }
+  // A pipe nobody writes to would be waited for without an end.
+  if (source != standardInput && std::filesystem::is_other(source)) {
+    throw std::runtime_error(source + " is not a regular file");
+  }
   const std::string text = readSource(source, session.in, longestConfigBytes);
   try {
     const ConfigCheck checked = checkConfig(text);
@@ -47,7 +53,17 @@ int check(Session& session, const std::string& named) {
   return 0;
 }
 
+// Warns of what the change brought with it.
+void warnOfChange(Session& session, const AppConfig& before, const AppConfig& after) {
+  const std::vector<std::string> known = configWarnings(before);
+  for (const std::string& warning : configWarnings(after)) {
+    if (std::ranges::find(known, warning) != known.end()) continue;
+    complain(session.err, "warning: " + warning);
+  }
+}
+
 int set(Session& session, const std::string& key, const std::string& value) {
+  const InstanceLock turn(configLock(session));
   ConfigStore& store = openConfig(session);
   const AppConfig before = store.config();
   try {
@@ -58,6 +74,7 @@ int set(Session& session, const std::string& key, const std::string& value) {
   store.save();
   session.out << onOneLine(key) << ": " << configValueText(before, key) << " → "
               << configValueText(store.config(), key) << '\n';
+  warnOfChange(session, before, store.config());
   return 0;
 }
 

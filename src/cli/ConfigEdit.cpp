@@ -6,6 +6,7 @@
 #include "cli/Editor.h"
 #include "cli/Messages.h"
 #include "config/ConfigJson.h"
+#include "platform/linux/InstanceLock.h"
 #include "text/Trim.h"
 #include "text/Uuid.h"
 
@@ -56,6 +57,7 @@ std::optional<std::string> editedText(Session& session, const path& copy,
 
 void replaceConfig(Session& session, const path& file, const std::string& original,
                    const std::string& text) {
+  const InstanceLock turn(configLock(session));
   if (session.app.files().read(file) != original) {
     throw std::runtime_error("config.json was changed by another program meanwhile");
   }

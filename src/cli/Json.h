@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "text/Json.h"
+
 namespace halcyra {
 
 /// JSON whose keys keep the order in which they were set.
@@ -13,9 +15,10 @@ inline OrderedJson orNull(const std::optional<std::string>& text) {
   return text ? OrderedJson(*text) : OrderedJson(nullptr);
 }
 
-/// Compact JSON without a line feed; bytes that are not UTF-8 become U+FFFD.
+/// Compact JSON without a line feed and with controls escaped; bytes that are not UTF-8 become
+/// U+FFFD.
 inline std::string jsonLine(const OrderedJson& value) {
-  return value.dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
+  return withControlsEscaped(value.dump(-1, ' ', false, OrderedJson::error_handler_t::replace));
 }
 
 }  // namespace halcyra

@@ -7,16 +7,14 @@
 
 namespace halcyra {
 
-std::string mailText(const ParsedMail& mail, RawSource raw) {
-  std::string text;
+void writeMail(std::ostream& out, const ParsedMail& mail, RawSource raw) {
   for (const auto& [name, value] :
        {std::pair{"Message-ID", &mail.messageID}, std::pair{"Subject", &mail.subject},
         std::pair{"From", &mail.from}, std::pair{"Date", &mail.date}}) {
-    text += std::string(name) + ": " + onOneLine(*value) + '\n';
+    out << name << ": " << onOneLine(*value) << '\n';
   }
-  text += '\n' + printable(mail.bodyText) + '\n';
-  if (raw == RawSource::shown) text += "\n--- source ---\n" + printable(mail.rawRFC822) + '\n';
-  return text;
+  out << '\n' << printable(mail.bodyText) << '\n';
+  if (raw == RawSource::shown) out << "\n--- source ---\n" << printable(mail.rawRFC822) << '\n';
 }
 
 std::string mailJson(const ParsedMail& mail, RawSource raw) {

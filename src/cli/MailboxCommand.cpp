@@ -27,7 +27,7 @@ int list(Session& session) {
   const AppConfig config = openConfig(session).config();
   const std::vector<MailAccount> mailboxes = allMailboxes(config);
   if (mailboxes.empty()) {
-    complain(session.err, "no mailbox is configured; add one with \"halcyra-cli config edit\"");
+    complain(session.err, "no mailbox is configured; " + addMailboxHint(session));
     return 0;
   }
   std::vector<std::vector<std::string>> rows = {{"ID", "LABEL", "KIND", "ENABLED", "SERVER"}};
@@ -36,10 +36,11 @@ int list(Session& session) {
   return 0;
 }
 
-std::vector<MailAccount> mailboxesToTest(const AppConfig& config, const std::string& id) {
+std::vector<MailAccount> mailboxesToTest(Session& session, const std::string& id) {
+  const AppConfig config = openConfig(session).config();
   if (id.empty()) {
     if (config.monitoredMailAccounts().empty()) {
-      throw std::runtime_error("no mailbox is enabled; add one with \"halcyra-cli config edit\"");
+      throw std::runtime_error("no mailbox is enabled; " + addMailboxHint(session));
     }
     return config.monitoredMailAccounts();
   }
@@ -64,7 +65,7 @@ Task<int> testEach(Session& session, std::vector<MailAccount> mailboxes, std::st
 }
 
 int test(Session& session, const std::string& id) {
-  const std::vector<MailAccount> mailboxes = mailboxesToTest(openConfig(session).config(), id);
+  const std::vector<MailAccount> mailboxes = mailboxesToTest(session, id);
   const std::string password = openSecrets(session).secretsSnapshot().imapPassword;
   return session.app.run(testEach(session, mailboxes, password));
 }

@@ -39,6 +39,21 @@ ConfigStore& openConfig(Session& session) {
   return store;
 }
 
+std::filesystem::path configLock(Session& session) {
+  const std::filesystem::path& folder = session.app.paths().settings;
+  session.app.files().createFolder(folder);
+  return folder / "config.lock";
+}
+
+std::string addMailboxHint(Session& session) {
+  const std::filesystem::path kept = session.app.paths().settings / "config.unreadable.json";
+  std::error_code error;
+  if (!std::filesystem::exists(kept, error)) return "add one with \"halcyra-cli config edit\"";
+  return "earlier settings that could not be read are kept as " + kept.string() +
+         ": mend that and put it back as config.json, or add a mailbox with \"halcyra-cli config "
+         "edit\"";
+}
+
 KeychainHelper& openSecrets(Session& session) {
   KeychainHelper& secrets = session.app.secrets();
   if (!session.app.keychainNotice().empty())

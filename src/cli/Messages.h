@@ -1,6 +1,8 @@
 #pragma once
 
+#include <filesystem>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "cli/Command.h"
@@ -16,6 +18,13 @@ std::string_view withoutStop(std::string_view sentence);
 /// The configuration for a command that relies on it. Warns on standard error when the stored file
 /// could not be used.
 ConfigStore& openConfig(Session& session);
+
+/// The file whose lock a command holds from reading the configuration to saving it, so that no
+/// change of another process is lost. Creates the settings folder.
+std::filesystem::path configLock(Session& session);
+
+/// What to do about a configuration without any mailbox to watch.
+std::string addMailboxHint(Session& session);
 
 /// The secrets for a command that relies on them. Warns on standard error when they are kept in a
 /// file.

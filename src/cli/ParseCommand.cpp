@@ -30,7 +30,7 @@ int parse(const ParseOptions& options, Session& session) {
     }
     if (options.files.size() > 1) session.out << caption(source, first);
     first = false;
-    session.out << mailText(mail, raw);
+    writeMail(session.out, mail, raw);
   };
   return forEachMail(session, options.files, show);
 }

@@ -40,6 +40,7 @@ std::string readStream(const std::string& source, std::istream& in, std::size_t 
 std::string readSource(const std::string& source, std::istream& in, std::size_t limit,
                        std::string prefix) {
   if (source == standardInput) return readStream(source, in, limit, std::move(prefix));
+  if (source.empty()) throw std::runtime_error("the name of the file is empty");
   // A folder opens like a file and then gives nothing to read and no reason.
   std::error_code failure;
   if (std::filesystem::is_directory(source, failure)) fail(source, "is a folder, not a file");

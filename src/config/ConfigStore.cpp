@@ -83,14 +83,22 @@ void ConfigStore::keepUnusable() {
   if (!unusableText_) return;
   for (int number = 1; number <= mostUnusableFiles; ++number) {
     const std::filesystem::path place = folder_ / unusableFileName(number);
-    const std::optional<std::string> kept = files_.read(place);
-    if (kept && *kept != *unusableText_) continue;
-    if (!kept) files_.writeAtomically(place, *unusableText_);
+    if (holdsAnother(place, *unusableText_)) continue;
+    files_.writeAtomically(place, *unusableText_);
     unusableText_.reset();
     keptFile_ = place;
     return;
   }
   throw FileError(folder_.string() + " holds too many files named config.unreadable.json.");
+}
+
+// What cannot be read may be anything.
+bool ConfigStore::holdsAnother(const std::filesystem::path& place, const std::string& text) {
+  try {
+    return files_.read(place).value_or(text) != text;
+  } catch (const FileError&) {
+    return true;
+  }
 }
 
 void ConfigStore::repair() {

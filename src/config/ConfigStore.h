@@ -53,6 +53,7 @@ class ConfigStore {
   void repair();
   void adopt(AppConfig repaired);
   void keepUnusable();
+  bool holdsAnother(const std::filesystem::path& place, const std::string& text);
 
   FileStore& files_;
   KeychainEnvelopeStorage& secrets_;

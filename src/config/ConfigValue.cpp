@@ -107,11 +107,15 @@ class KeyPath {
   std::size_t position_ = 0;
 };
 
-nlohmann::json parseValue(std::string_view keyPath, std::string_view value) {
+nlohmann::json parseValue(std::string_view keyPath, std::string_view value,
+                          const nlohmann::json& present) {
   try {
     return parseJson(value);
   } catch (const JsonError& error) {
-    throw ConfigError(std::string(keyPath) + ": the value is not JSON. " + error.what());
+    const std::string start = std::string(keyPath) + ": ";
+    if (present.is_boolean()) throw ConfigError(start + "say true or false");
+    if (present.is_number()) throw ConfigError(start + "say a number");
+    throw ConfigError(start + "the value is not JSON. " + error.what());
   }
 }
 
@@ -127,7 +131,7 @@ AppConfig configWithValue(const AppConfig& config, std::string_view keyPath,
   if (target.is_string()) {
     target = std::string(value);
   } else {
-    target = parseValue(keyPath, value);
+    target = parseValue(keyPath, value, target);
   }
   AppConfig changed;
   decodeValue(document, changed, Place());

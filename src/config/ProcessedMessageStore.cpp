@@ -48,6 +48,11 @@ void ProcessedMessageStore::insert(const std::string& key) {
   save();
 }
 
+bool ProcessedMessageStore::isOnDisk() const {
+  const std::scoped_lock hold(queue_);
+  return isOnDisk_;
+}
+
 void ProcessedMessageStore::add(std::string key) {
   std::string text = jsonText(key);
   ids_.emplace(std::move(key), std::move(text));
@@ -73,8 +78,10 @@ void ProcessedMessageStore::save() {
     list += text;
   }
   list += ']';
+  isOnDisk_ = false;
   try {
     files_.writeAtomically(file_, list);
+    isOnDisk_ = true;
   } catch (const FileError&) {
     // The key stays in memory, and the next insert writes everything again.
   }

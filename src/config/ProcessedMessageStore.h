@@ -30,6 +30,9 @@ class ProcessedMessageStore {
   /// writes the file. A failed write keeps the key in memory; the next insert writes it again.
   void insert(const std::string& key);
 
+  /// False while the last write failed, so that the file may lack keys that are in the set.
+  bool isOnDisk() const;
+
  private:
   void add(std::string key);
   void trim();
@@ -39,6 +42,7 @@ class ProcessedMessageStore {
   std::filesystem::path file_;
   mutable std::mutex queue_;
   std::unordered_map<std::string, std::string> ids_;  // each with its JSON text, for quick saves
+  bool isOnDisk_ = true;
 };
 
 }  // namespace halcyra

@@ -45,20 +45,23 @@ void stripLinkResidue(std::string& text) {
 }
 
 void dropRepeatedLines(std::string& text) {
-  LineMemory seen;
-  // Kept lines are moved to the front; they never reach the line being read.
+  if (text.find('\n') == text.npos) return trim(text);
+  // Kept lines are moved to the front, where they are remembered; they never reach the line behind
+  // the one being read.
   const std::string_view view = text;
+  LineMemory seen(view);
   std::size_t written = 0;
   bool lastIsEmpty = false;
   for (std::size_t begin = 0; begin <= view.size();) {
     const std::size_t end = std::min(view.find('\n', begin), view.size());
     const std::string_view line = trimmedOf(view.substr(begin, end - begin), blanks);
     begin = end + 1;
-    if (line.empty() ? lastIsEmpty : !seen.isNew(lowercased(line))) continue;
-    lastIsEmpty = line.empty();
     std::copy(line.begin(), line.end(), text.begin() + static_cast<std::ptrdiff_t>(written));
-    written += line.size();
-    if (end < view.size()) text[written++] = '\n';
+    const std::size_t lineEnd = written + line.size();
+    if (end < view.size()) text[lineEnd] = '\n';
+    if (line.empty() ? lastIsEmpty : !seen.isNew(written, line.size())) continue;
+    lastIsEmpty = line.empty();
+    written = end < view.size() ? lineEnd + 1 : lineEnd;
   }
   text.resize(written);
   trim(text);

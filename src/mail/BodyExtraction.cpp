@@ -1,9 +1,10 @@
 #include "mail/BodyExtraction.h"
 
+#include <utility>
+
 #include "mail/BodyCleanup.h"
 #include "mail/ContentType.h"
 #include "mail/DecodeHTMLEntities.h"
-#include "mail/Headers.h"
 #include "mail/HtmlToPlainText.h"
 #include "mail/MimeWalk.h"
 #include "mail/Mojibake.h"
@@ -14,8 +15,9 @@ namespace {
 
 constexpr int mojibakePasses = 3;
 
-void undoQuotedPrintable(std::string& text, std::string_view charset) {
-  if (hasQuotedPrintableResidue(text)) text = decodeQuotedPrintable(text, charset);
+void undoQuotedPrintable(std::string& text, std::string_view headers) {
+  if (hasQuotedPrintableResidue(text))
+    text = decodeQuotedPrintable(std::move(text), contentType(headers).charset);
 }
 
 void repairWords(std::string& text) {
@@ -28,17 +30,16 @@ void repairWords(std::string& text) {
 }  // namespace
 
 std::string extractBodyText(std::string_view headers, std::string_view body) {
-  const std::string charset =
-      parseContentType(headerValue("Content-Type", headers).value_or("")).charset;
   std::string text = walkMIME(headers, body);
-  undoQuotedPrintable(text, charset);
+  undoQuotedPrintable(text, headers);
   if (!text.empty()) {
     if (looksLikeHtml(text)) text = htmlToPlainText(std::move(text));
     repairWords(text);
     dropRepeatedLines(text);
   } else {
+    text.shrink_to_fit();  // what was a large text before it was cleaned is not held twice
     text = stripMIMENoise(body);
-    undoQuotedPrintable(text, charset);
+    undoQuotedPrintable(text, headers);
     repairWords(text);
   }
   finalCleanup(text);

@@ -49,6 +49,11 @@ ContentType parseContentType(std::string_view value) {
   return type;
 }
 
+ContentType contentType(std::string_view headers, std::string_view missing) {
+  const std::optional<std::string> value = headerValue("Content-Type", headers);
+  return parseContentType(value ? *value : missing);
+}
+
 std::string transferEncoding(std::string_view headers) {
   const std::string value = headerValue("Content-Transfer-Encoding", headers).value_or("");
   const std::string_view trimmedValue = trimmed(value);

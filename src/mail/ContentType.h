@@ -22,6 +22,9 @@ struct ContentType {
 /// Reads a Content-Type value. Quoting is not known to the split: a ";" inside quotes cuts.
 ContentType parseContentType(std::string_view value);
 
+/// The Content-Type of a header block; `missing` stands in for one that is not there.
+ContentType contentType(std::string_view headers, std::string_view missing = "");
+
 /// The Content-Transfer-Encoding of a header block, lower-cased and without parameters; "7bit" when
 /// missing or empty.
 std::string transferEncoding(std::string_view headers);

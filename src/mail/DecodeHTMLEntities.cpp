@@ -120,12 +120,18 @@ std::optional<Entity> namedReferenceAt(std::string_view text, std::size_t begin)
   return Entity{name, character};
 }
 
-// Keeps a run of "&" cheap. Besides a letter there is "#" of "&#160;" and the long s (C5 BF), which
-// folds to one.
+// Keeps a run of "&" cheap. Besides a letter there is the "#" of "&#160;".
 bool mayBeginName(std::string_view rest) {
   if (rest.empty()) return false;
   const char lower = asciiLower(rest.front());
-  return (lower >= 'a' && lower <= 'z') || lower == '#' || lower == '\xC5';
+  return (lower >= 'a' && lower <= 'z') || lower == '#';
+}
+
+// The end of a literal at `begin`, a "&", or npos. None begins with an s, so no character beyond
+// ASCII folds to a first letter, and most literals are passed over by looking at that alone.
+std::size_t literalEnd(std::string_view text, std::size_t begin, const Entity& literal) {
+  if (asciiLower(text[begin + 1]) != literal.name.front()) return text.npos;
+  return foldedMatchEnd(text, begin + 1, literal.name);
 }
 
 void decodeNames(std::string& text) {
@@ -138,7 +144,7 @@ void decodeNames(std::string& text) {
         return begin + 1 + named->name.size() + 1;
       }
       for (const Entity& literal : literals) {
-        const std::size_t end = foldedMatchEnd(view, begin + 1, literal.name);
+        const std::size_t end = literalEnd(view, begin, literal);
         if (end == view.npos) continue;
         character = literal.character;
         return end;

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "text/Base64.h"
+#include "text/Scan.h"
 #include "text/Utf8.h"
 
 namespace halcyra {
@@ -38,19 +39,19 @@ std::string decodedPayload(std::string_view payload) {
 
 }  // namespace
 
-std::string decodeEncodedWords(std::string_view text) {
-  std::string decoded;
-  std::size_t kept = 0;
-  for (std::size_t begin = 0; (begin = text.find("=?", begin)) != text.npos;) {
-    const std::optional<EncodedWord> word = encodedWordAt(text, begin);
-    if (!word) {
-      ++begin;
-      continue;
+std::string decodeEncodedWords(std::string text) {
+  std::string_view payload;
+  const auto next = [&payload](std::string_view view, std::size_t from) -> std::optional<Match> {
+    for (std::size_t begin = from; (begin = view.find("=?", begin)) != view.npos; ++begin) {
+      const std::optional<EncodedWord> word = encodedWordAt(view, begin);
+      if (!word) continue;
+      payload = word->payload;
+      return Match{begin, word->end};
     }
-    decoded.append(text, kept, begin - kept).append(decodedPayload(word->payload));
-    kept = begin = word->end;
-  }
-  return decoded.append(text, kept);
+    return std::nullopt;
+  };
+  rewriteMatches(text, next, [&payload](std::string_view) { return decodedPayload(payload); });
+  return text;
 }
 
 }  // namespace halcyra

@@ -42,7 +42,11 @@ std::optional<std::string> headerValue(std::string_view name, std::string_view h
   std::string_view line;
   while (takeLine(rest, newline, line)) {
     if (line.starts_with(' ') || line.starts_with('\t')) {
-      if (inNamed) value->append(" ").append(trimmedOf(line, blanks));
+      if (!inNamed) continue;
+      // All that may follow, so that a long value does not grow step by step; what is not used
+      // costs no memory.
+      if (rest) value->reserve(value->size() + 1 + line.size() + rest->size());
+      value->append(" ").append(trimmedOf(line, blanks));
       continue;
     }
     const std::size_t colon = line.find(':');

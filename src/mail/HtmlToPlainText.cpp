@@ -97,7 +97,7 @@ bool looksLikeHtml(std::string_view text) {
 }
 
 std::string htmlToPlainText(std::string text) {
-  if (hasQuotedPrintableResidue(text)) text = decodeQuotedPrintable(text, "");
+  if (hasQuotedPrintableResidue(text)) text = decodeQuotedPrintable(std::move(text), "");
   removeSilentElements(text);
   breakBlocks(text);
   // Up to 16 passes are allowed for, but one leaves nothing: a "<" that stays is followed by ">" at

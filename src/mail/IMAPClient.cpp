@@ -71,10 +71,15 @@ Task<void> IMAPClient::markSeen(std::uint32_t uid) {
 Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token stop) {
   reader_.startExchange();
   inStep_ = false;
-  Task<void> starting = send("E" + std::to_string(++tagCounter_) + " IDLE\r\n");
+  const std::string tag = "E" + std::to_string(++tagCounter_);
+  Task<void> starting = send(tag + " IDLE\r\n");
   co_await std::move(starting);
-  bool waiting = false;
-  while (!waiting) waiting = (co_await readUnit()).starts_with("+ ");
+  Units units;
+  // Some servers leave out the blank that a go-ahead without a text has.
+  while (units.empty() || !(units.back().starts_with("+ ") || units.back() == "+")) {
+    units.push_back(co_await readUnit());
+    failIfRefused(units, tag);
+  }
 
   Task<void> announcement = waitForAnnouncement(longest, std::move(stop));
   co_await std::move(announcement);
@@ -123,13 +128,18 @@ Task<std::vector<std::string>> IMAPClient::runCommand(std::string text) {
   Units units;
   for (;;) {
     units.push_back(co_await readUnit());
-    const std::string& unit = units.back();
-    inStep_ = unit.starts_with(tag + " ");
-    if (unit.starts_with(tag + " NO") || unit.starts_with(tag + " BAD")) {
-      throw IMAPError::taggedFailure(imapFailureText(units, secrets_));
-    }
-    if (unit.starts_with(tag + " OK")) co_return units;
+    failIfRefused(units, tag);
+    inStep_ = units.back().starts_with(tag + " ");
+    if (units.back().starts_with(tag + " OK")) co_return units;
   }
+}
+
+// A refusal leaves the dialogue in step.
+void IMAPClient::failIfRefused(const std::vector<std::string>& units, const std::string& tag) {
+  const std::string& last = units.back();
+  if (!last.starts_with(tag + " NO") && !last.starts_with(tag + " BAD")) return;
+  inStep_ = true;
+  throw IMAPError::taggedFailure(imapFailureText(units, secrets_));
 }
 
 Task<void> IMAPClient::send(std::string bytes) {

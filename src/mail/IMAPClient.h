@@ -56,6 +56,7 @@ class IMAPClient {
 
  private:
   Task<std::vector<std::string>> runCommand(std::string text);
+  void failIfRefused(const std::vector<std::string>& units, const std::string& tag);
   Task<void> send(std::string bytes);
   Task<std::string> readUnit();
   Task<void> waitForAnnouncement(std::chrono::milliseconds longest, std::stop_token stop);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <memory>
 #include <optional>
+#include <utility>
 
 #include "mail/ContentType.h"
 #include "mail/Headers.h"
@@ -20,22 +22,28 @@ namespace {
 enum class Kind { plain, html, multipart, unseen };
 
 // A trimmed text and, once somebody asked, its character count: a text that is passed up through
-// many levels is counted once.
+// many levels is counted once. Small while it is empty, since there may be many levels.
 class Found {
  public:
   Found() = default;
-  explicit Found(std::string text) : text_(std::move(text)) {}
+  explicit Found(std::string text)
+      : found_(text.empty() ? nullptr : std::make_unique<Text>(Text{std::move(text), {}})) {}
 
-  bool empty() const { return text_.empty(); }
-  std::string take() { return std::move(text_); }
+  bool empty() const { return !found_; }
+  std::string take() { return found_ ? std::move(found_->text) : ""; }
   std::size_t characters() {
-    if (!characters_) characters_ = graphemeCount(text_);
-    return *characters_;
+    if (empty()) return 0;
+    if (!found_->characters) found_->characters = graphemeCount(found_->text);
+    return *found_->characters;
   }
 
  private:
-  std::string text_;
-  std::optional<std::size_t> characters_;
+  struct Text {
+    std::string text;
+    std::optional<std::size_t> characters;
+  };
+
+  std::unique_ptr<Text> found_;
 };
 
 // A multipart whose parts are being walked.
@@ -120,15 +128,15 @@ class Walk {
     // Each level that searches reads all that stands below it once more.
     constexpr std::size_t searchingLevels = 16;
     const bool crlf = holds(newlines_, body, 2);
-    levels_.push_back({PartCursor(body, boundary, crlf ? "\r\n" : "\n",
-                                  levels_.size() < searchingLevels ? nullptr : &indexes_)});
+    const bool looksUp = levels_.size() >= searchingLevels && indexes_.possible();
+    levels_.push_back(
+        {PartCursor(body, boundary, crlf ? "\r\n" : "\n", looksUp ? &indexes_ : nullptr)});
   }
 
   void visit(std::string_view part) {
     const HeaderSplit split = splitPart(part);
     if (split.headers.empty() && trimmed(split.body).empty()) return;
-    const std::optional<std::string> value = headerValue("Content-Type", split.headers);
-    const ContentType type = parseContentType(value.value_or(""));
+    const ContentType type = contentType(split.headers);
     if (opensLevel(type)) return enter(split.body, type.boundary);
     Level& level = levels_.back();
     const Kind kind = kindOf(type);
@@ -169,9 +177,7 @@ class Walk {
 }  // namespace
 
 std::string walkMIME(std::string_view headers, std::string_view body) {
-  const std::string type =
-      headerValue("Content-Type", headers).value_or("text/plain; charset=utf-8");
-  return Walk(body).run(headers, parseContentType(type));
+  return Walk(body).run(headers, contentType(headers, "text/plain; charset=utf-8"));
 }
 
 }  // namespace halcyra

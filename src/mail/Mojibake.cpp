@@ -1,7 +1,6 @@
 #include "mail/Mojibake.h"
 
 #include <algorithm>
-#include <optional>
 #include <string_view>
 
 #include "text/Graphemes.h"
@@ -28,14 +27,29 @@ TellTales countTellTales(std::string_view text) {
   return counted;
 }
 
-// The text in ISO-8859-1, or nothing when a character does not fit.
-std::optional<std::string> latin1Bytes(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size());
+// Whether the text fits ISO-8859-1 and its bytes there are UTF-8. Seen before they are built, since
+// a large text that is no mojibake needs no second string then.
+bool isMojibake(std::string_view text) {
+  std::string sequence;
   for (std::size_t position = 0; position < text.size();) {
     const char32_t c = nextCodePoint(text, position);
-    if (c > 0xFF) return std::nullopt;
-    bytes.push_back(static_cast<char>(c));
+    if (c > 0xFF) return false;
+    if (c >= 0x80 && c < 0xC0) {
+      sequence.push_back(static_cast<char>(c));
+      if (sequence.size() > 4) return false;
+      continue;
+    }
+    if (!isValidUtf8(sequence)) return false;
+    sequence.assign(1, static_cast<char>(c));
+  }
+  return isValidUtf8(sequence);
+}
+
+// The text in ISO-8859-1, which it fits.
+std::string latin1Bytes(std::string_view text) {
+  std::string bytes;
+  for (std::size_t position = 0; position < text.size();) {
+    bytes.push_back(static_cast<char>(nextCodePoint(text, position)));
   }
   return bytes;
 }
@@ -56,10 +70,10 @@ bool isRepair(std::string_view old, std::string_view repaired) {
 std::string repairMojibake(std::string text, int passes) {
   if (isAscii(text)) return text;
   for (int pass = 0; pass < passes; ++pass) {
-    std::optional<std::string> repaired = latin1Bytes(text);
-    if (!repaired || !isValidUtf8(*repaired) || *repaired == text || repaired->empty()) break;
-    if (!isRepair(text, *repaired)) break;
-    text = std::move(*repaired);
+    if (!isMojibake(text)) break;
+    std::string repaired = latin1Bytes(text);
+    if (repaired == text || repaired.empty() || !isRepair(text, repaired)) break;
+    text = std::move(repaired);
   }
   return text;
 }

@@ -1,6 +1,6 @@
 #include "mail/PartCursor.h"
 
-#include <algorithm>
+#include <string>
 
 #include "text/Scan.h"
 #include "text/Trim.h"
@@ -21,11 +21,12 @@ DelimiterIndex& DelimiterIndexes::behind(std::string_view newline) {
 
 PartCursor::PartCursor(std::string_view body, std::string_view boundary, std::string_view newline,
                        DelimiterIndexes* indexes) {
-  delimiter_.append(newline).append(closingMark).append(boundary);
-  const std::string_view opener = std::string_view(delimiter_).substr(newline.size());
+  const std::string opener = std::string(closingMark).append(boundary);
   const std::size_t first = findText(body, opener);
   if (first == body.npos) return;
-  preamble_ = body.substr(0, first);
+  body_ = body.data();
+  opener_ = body.substr(first, opener.size());
+  newline_ = newline;
   rest_ = body.substr(first + opener.size());
   if (rest_.starts_with(newline)) rest_.remove_prefix(newline.size());
   if (indexes) {
@@ -42,7 +43,7 @@ std::optional<std::string_view> PartCursor::next() {
       part = takeUnterminated();
     } else {
       part = trimmedOf(rest_.substr(0, end), newlines);
-      rest_.remove_prefix(end + delimiter_.size());
+      rest_.remove_prefix(end + newline_.size() + opener_.size());
     }
     if (!part.empty()) return part;
   }
@@ -51,14 +52,12 @@ std::optional<std::string_view> PartCursor::next() {
 
 // Place in `rest_` of the next delimiter, or npos.
 std::size_t PartCursor::findDelimiter() {
-  if (!base_) return findText(rest_, delimiter_);
+  if (!base_) return findText(rest_, std::string(newline_).append(opener_));
   const auto start = static_cast<std::size_t>(rest_.data() - base_);
-  const auto next = std::lower_bound(places_.begin(), places_.end(), start);
-  places_ = {next, places_.end()};
-  if (places_.empty()) return rest_.npos;
-  const std::size_t place = places_.front() - start;
-  const bool inside = place < rest_.size() && delimiter_.size() <= rest_.size() - place;
-  return inside ? place : rest_.npos;
+  const std::size_t found = places_.next(start);
+  if (found == rest_.npos) return found;
+  const std::size_t place = found - start, size = newline_.size() + opener_.size();
+  return place < rest_.size() && size <= rest_.size() - place ? place : rest_.npos;
 }
 
 std::string_view PartCursor::takeUnterminated() {

@@ -2,8 +2,6 @@
 
 #include <cstddef>
 #include <optional>
-#include <span>
-#include <string>
 #include <string_view>
 
 #include "mail/DelimiterIndex.h"
@@ -15,6 +13,8 @@ class DelimiterIndexes {
  public:
   explicit DelimiterIndexes(std::string_view message) : message_(message) {}
 
+  /// False for a message beyond what an index takes.
+  bool possible() const { return DelimiterIndex::fits(message_); }
   std::string_view message() const { return message_; }
   DelimiterIndex& behind(std::string_view newline);
 
@@ -30,8 +30,8 @@ class DelimiterIndexes {
 class PartCursor {
  public:
   /// `newline` is CR LF if the body holds one, else LF. With `indexes`, delimiters are looked up
-  /// there instead of being searched for; `body` then is a view into their message. All views must
-  /// outlive the cursor.
+  /// there instead of being searched for; `body` then is a view into their message. Body, newline
+  /// and indexes must outlive the cursor.
   PartCursor(std::string_view body, std::string_view boundary, std::string_view newline,
              DelimiterIndexes* indexes);
 
@@ -39,17 +39,21 @@ class PartCursor {
   std::optional<std::string_view> next();
 
   /// The text before the first delimiter, untrimmed; empty when there is none.
-  std::string_view preamble() const { return preamble_; }
+  std::string_view preamble() const {
+    return {body_, static_cast<std::size_t>(opener_.data() - body_)};
+  }
 
  private:
   std::size_t findDelimiter();
   std::string_view takeUnterminated();
 
-  std::string_view preamble_;
-  std::string_view rest_;                // empty when all parts are handed out
-  std::string delimiter_;                // newline, "--", boundary
-  const char* base_ = nullptr;           // of `places_`; null when delimiters are searched for
-  std::span<const std::size_t> places_;  // those not passed yet
+  // There may be as many cursors as a message has levels; what they hold is small.
+  const char* body_ = nullptr;
+  std::string_view opener_;     // "--" and boundary, where the body has them first
+  std::string_view newline_;    // stands before the "--" of the later ones
+  std::string_view rest_;       // empty when all parts are handed out
+  const char* base_ = nullptr;  // of `places_`; null when delimiters are searched for
+  DelimiterPlaces places_ = {};
 };
 
 }  // namespace halcyra

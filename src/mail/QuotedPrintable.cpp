@@ -1,8 +1,12 @@
 #include "mail/QuotedPrintable.h"
 
+#include <optional>
+#include <utility>
+
 #include "text/ByteDecoding.h"
 #include "text/Graphemes.h"
 #include "text/Hex.h"
+#include "text/Scan.h"
 
 namespace halcyra {
 namespace {
@@ -12,32 +16,43 @@ bool isHexPair(std::string_view text, std::size_t position) {
          hexValue(text[position + 1]) >= 0;
 }
 
-// Reads what stands at the "=" of `position` and gives the position behind it.
-std::size_t readEscape(std::string_view text, std::size_t position, std::string& bytes) {
-  const std::string_view rest = text.substr(position);
-  if (isWholeCharacter(text, position, position + 1)) {
-    if (rest.starts_with("=\r\n")) return position + 3 + graphemePrefix(rest.substr(3), 1).size();
-    if (rest.starts_with("=\n")) return position + 2;
-    if (isHexPair(text, position + 1) && isWholeCharacter(text, position + 2, position + 3)) {
-      bytes.push_back(static_cast<char>(hexValue(rest[1]) * 16 + hexValue(rest[2])));
-      return position + 3;
-    }
+// What an "=" starts; behind a soft break there is no byte.
+struct Escape {
+  std::size_t end = 0;
+  std::optional<char> byte;
+};
+
+std::optional<Escape> escapeAt(std::string_view text, std::size_t equals) {
+  if (!isWholeCharacter(text, equals, equals + 1)) return std::nullopt;
+  const std::string_view rest = text.substr(equals);
+  if (rest.starts_with("=\r\n")) {
+    return Escape{equals + 3 + graphemePrefix(rest.substr(3), 1).size(), std::nullopt};
   }
-  bytes.push_back('=');
-  return position + 1;
+  if (rest.starts_with("=\n")) return Escape{equals + 2, std::nullopt};
+  if (isHexPair(text, equals + 1) && isWholeCharacter(text, equals + 2, equals + 3)) {
+    return Escape{equals + 3, static_cast<char>(hexValue(rest[1]) * 16 + hexValue(rest[2]))};
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-std::string quotedPrintableBytes(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size());
-  std::size_t position = 0;
-  for (std::size_t equals; (equals = text.find('=', position)) != text.npos;) {
-    bytes.append(text, position, equals - position);
-    position = readEscape(text, equals, bytes);
-  }
-  return bytes.append(text, position);
+std::string quotedPrintableBytes(std::string text) {
+  std::optional<char> byte;
+  // A character before `from` is only looked at as the end of the last match, which is longer than
+  // its replacement and therefore still stands.
+  const auto next = [&byte](std::string_view view, std::size_t from) {
+    return nextStartingWith(view, '=', from, [&](std::size_t equals) {
+      const std::optional<Escape> escape = escapeAt(view, equals);
+      if (!escape) return view.npos;
+      byte = escape->byte;
+      return escape->end;
+    });
+  };
+  rewriteMatches(text, next, [&byte](std::string_view) {
+    return byte ? std::string_view(&*byte, 1) : std::string_view();
+  });
+  return text;
 }
 
 // "=3D", or =\r?\n, or four times =[0-9A-Fa-f]{2}
@@ -53,8 +68,8 @@ bool hasQuotedPrintableResidue(std::string_view text) {
   return false;
 }
 
-std::string decodeQuotedPrintable(std::string_view text, std::string_view charset) {
-  return decodeBytes(quotedPrintableBytes(text), charset);
+std::string decodeQuotedPrintable(std::string text, std::string_view charset) {
+  return decodeBytes(quotedPrintableBytes(std::move(text)), charset);
 }
 
 }  // namespace halcyra

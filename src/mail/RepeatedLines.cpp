@@ -1,42 +1,50 @@
 #include "mail/RepeatedLines.h"
 
 #include <limits>
+#include <string>
+
+#include "text/Case.h"
 
 namespace halcyra {
 
-LineMemory::LineMemory() : lines_("\n"), places_(1024, 0) {}
+LineMemory::LineMemory(std::string_view text) : text_(text), slots_(1024, 0) {}
 
-bool LineMemory::isAt(std::size_t place, std::string_view line) const {
-  return lines_.compare(place, line.size(), line) == 0 && lines_[place + line.size()] == '\n';
-}
-
-bool LineMemory::isNew(std::string_view line) {
-  const std::size_t mask = places_.size() - 1;
+bool LineMemory::isNew(std::size_t place, std::size_t size) {
+  const std::string line = lowercased(text_.substr(place, size));
+  const std::size_t mask = slots_.size() - 1;
   std::size_t slot = hash_(line) & mask;
-  for (; places_[slot] != 0; slot = (slot + 1) & mask) {
-    if (isAt(places_[slot], line)) return false;
+  for (; slots_[slot] != 0; slot = (slot + 1) & mask) {
+    if (isAt(slots_[slot] - 1, line)) return false;
   }
-  if (lines_.size() <= std::numeric_limits<std::uint32_t>::max()) {
-    places_[slot] = static_cast<std::uint32_t>(lines_.size());
-    lines_.append(line).push_back('\n');
+  if (place < std::numeric_limits<std::uint32_t>::max()) {
+    slots_[slot] = static_cast<std::uint32_t>(place + 1);
     ++kept_;
-    if (kept_ + kept_ / 2 >= places_.size()) grow();
+    if (kept_ + kept_ / 2 >= slots_.size()) grow();
   }
   return true;
 }
 
+bool LineMemory::isAt(std::size_t place, std::string_view lowerCaseLine) const {
+  // No character shrinks to less than a third in lower case; a long line costs no more than the
+  // one it is compared with.
+  constexpr std::size_t largestShrinking = 3;
+  const std::string_view rest = text_.substr(place, largestShrinking * lowerCaseLine.size() + 1);
+  const std::size_t end = rest.find('\n');
+  return end != rest.npos && lowercased(rest.substr(0, end)) == lowerCaseLine;
+}
+
 // At least a third of the table stays free, so that a search ends soon.
 void LineMemory::grow() {
-  std::vector<std::uint32_t> wider(places_.size() * 2, 0);
+  std::vector<std::uint32_t> wider(slots_.size() * 2, 0);
   const std::size_t mask = wider.size() - 1;
-  for (const std::uint32_t place : places_) {
-    if (place == 0) continue;
-    const std::string_view rest = std::string_view(lines_).substr(place);
-    std::size_t slot = hash_(rest.substr(0, rest.find('\n'))) & mask;
+  for (const std::uint32_t entry : slots_) {
+    if (entry == 0) continue;
+    const std::string_view rest = text_.substr(entry - 1);
+    std::size_t slot = hash_(lowercased(rest.substr(0, rest.find('\n')))) & mask;
     while (wider[slot] != 0) slot = (slot + 1) & mask;
-    wider[slot] = place;
+    wider[slot] = entry;
   }
-  places_ = std::move(wider);
+  slots_ = std::move(wider);
 }
 
 }  // namespace halcyra

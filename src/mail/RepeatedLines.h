@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -10,23 +9,27 @@
 
 namespace halcyra {
 
-/// Remembers lines with little more than their own text: one buffer and a table of places in it.
+/// Remembers the lines at the front of a text by their places there, so that it needs little memory
+/// of its own. Lines are equal when their lower-case forms are.
 class LineMemory {
  public:
-  LineMemory();
+  /// The text may be rewritten behind the lines that are remembered, and must outlive the memory.
+  explicit LineMemory(std::string_view text);
 
-  /// True when the line, which holds no line feed and is not empty, is met for the first time.
-  /// Lines that would begin behind the first 4 GiB are not remembered.
-  bool isNew(std::string_view line);
+  /// True when the line of `size` bytes at `place` is met for the first time. It is not empty, and
+  /// a line feed follows it unless it is the last line asked for. A new line must stay where it is.
+  /// Lines that begin behind the first 4 GiB are not remembered.
+  bool isNew(std::size_t place, std::size_t size);
 
  private:
-  bool isAt(std::size_t place, std::string_view line) const;
+  bool isAt(std::size_t place, std::string_view lowerCaseLine) const;
   void grow();
 
   SecretHash hash_;
-  std::string lines_;  // each behind a line feed and closed by the next
+  std::string_view text_;
   std::size_t kept_ = 0;
-  std::vector<std::uint32_t> places_;  // open addressing, 0 is free; its size is a power of two
+  // Open addressing; holds places plus one, and 0 is free. Its size is a power of two.
+  std::vector<std::uint32_t> slots_;
 };
 
 }  // namespace halcyra

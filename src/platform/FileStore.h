@@ -27,7 +27,8 @@ class FileStore {
   /// file is readable by its owner only (0600). Throws FileError and leaves the old file in place.
   virtual void writeAtomically(const std::filesystem::path& file, std::string_view bytes) = 0;
 
-  /// Creates the folder with its parents, for its owner only (0700). False when that fails.
+  /// Creates the folder with its parents, for its owner only (0700); takes away what others may do
+  /// with one that is there. False when there is none afterwards.
   virtual bool createFolder(const std::filesystem::path& folder) = 0;
 };
 

@@ -38,20 +38,34 @@ bool asksForWindows1252(std::string_view label) {
   return lower.find("1252") != lower.npos || lower.find("windows-") != lower.npos;
 }
 
+std::size_t utf8Size(char32_t codePoint) {
+  return codePoint < 0x80 ? 1 : codePoint < 0x800 ? 2 : 3;
+}
+
+// One code point for each byte, written from the end on within the same string.
+template <class CodePointOf>
+std::string expanded(std::string text, CodePointOf codePointOf) {
+  std::size_t read = text.size(), written = 0;
+  for (const char byte : text) written += utf8Size(codePointOf(byte));
+  text.resize(written);
+  const auto put = [&](char32_t byte) { text[--written] = static_cast<char>(byte); };
+  while (read < written) {  // what is left otherwise is ASCII and in its place
+    char32_t c = codePointOf(text[--read]);
+    const std::size_t size = utf8Size(c);
+    for (std::size_t left = size; left > 1; --left, c >>= 6) put(0x80 | (c & 0x3F));
+    put(size == 1 ? c : size == 2 ? 0xC0 | c : 0xE0 | c);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string decodeBytes(std::string bytes, std::string_view charsetLabel) {
   if (isValidUtf8(bytes)) return bytes;
   const bool windows = asksForWindows1252(charsetLabel) && isWindows1252(bytes);
-  std::string text;
-  const auto high = std::count_if(bytes.begin(), bytes.end(), [](char byte) {
-    return static_cast<unsigned char>(byte) >= 0x80;
+  return expanded(std::move(bytes), [windows](char byte) {
+    return windows ? windows1252CodePoint(byte) : static_cast<unsigned char>(byte);
   });
-  text.reserve(bytes.size() + static_cast<std::size_t>(high));  // exact for ISO-8859-1
-  for (const char byte : bytes) {
-    appendUtf8(text, windows ? windows1252CodePoint(byte) : static_cast<unsigned char>(byte));
-  }
-  return text;
 }
 
 }  // namespace halcyra

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "text/Utf8.h"
+
 namespace halcyra {
 namespace {
 
@@ -54,8 +56,25 @@ nlohmann::json parseJson(std::string_view text) {
   }
 }
 
+std::string withControlsEscaped(std::string json) {
+  std::string escaped;
+  std::size_t kept = 0;
+  for (std::size_t position = 0; position < json.size();) {
+    const std::size_t begin = position;
+    const char32_t c = nextCodePoint(json, position);
+    if (c < 0x7F || c > 0x9F) continue;
+    constexpr char digits[] = "0123456789abcdef";
+    escaped.append(json, kept, begin - kept).append("\\u00");
+    escaped += digits[c >> 4];
+    escaped += digits[c & 0xF];
+    kept = position;
+  }
+  if (kept == 0) return json;
+  return escaped.append(json, kept);
+}
+
 std::string jsonText(const nlohmann::json& value) {
-  return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return withControlsEscaped(value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 }  // namespace halcyra

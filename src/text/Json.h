@@ -16,7 +16,11 @@ class JsonError : public std::runtime_error {
 /// 512 deep is refused. Of a repeated key the last value counts. Throws JsonError.
 nlohmann::json parseJson(std::string_view text);
 
-/// Compact JSON; bytes that are not UTF-8 become U+FFFD.
+/// JSON in which DEL and the C1 controls, which it may hold as they are (RFC 8259, section 7), are
+/// escaped, so that a terminal may show it.
+std::string withControlsEscaped(std::string json);
+
+/// Compact JSON with controls escaped; bytes that are not UTF-8 become U+FFFD.
 std::string jsonText(const nlohmann::json& value);
 
 }  // namespace halcyra

@@ -64,6 +64,19 @@ std::size_t firstFault(std::string_view bytes) {
   return bytes.size();
 }
 
+// Hands out the repaired text from `position` on, piece by piece.
+template <class Take>
+void repairFrom(std::size_t position, std::string_view bytes, Take take) {
+  while (position < bytes.size()) {
+    const std::size_t run = asciiRun(bytes, position);
+    take(bytes.substr(position, run - position));
+    if ((position = run) == bytes.size()) break;
+    const Sequence sequence = sequenceAt(bytes, position);
+    take(sequence.valid ? bytes.substr(position, sequence.length) : "\xEF\xBF\xBD");
+    position += sequence.length;
+  }
+}
+
 }  // namespace
 
 bool isValidUtf8(std::string_view bytes) {
@@ -71,22 +84,15 @@ bool isValidUtf8(std::string_view bytes) {
 }
 
 std::string repairedUtf8(std::string bytes) {
-  std::size_t position = firstFault(bytes);
-  if (position == bytes.size()) return bytes;
-  std::string repaired(bytes, 0, position);
-  repaired.reserve(bytes.size() + bytes.size() / 8);
-  while (position < bytes.size()) {
-    const std::size_t run = asciiRun(bytes, position);
-    repaired.append(bytes, position, run - position);
-    if ((position = run) == bytes.size()) break;
-    const Sequence sequence = sequenceAt(bytes, position);
-    if (sequence.valid) {
-      repaired.append(bytes, position, sequence.length);
-    } else {
-      repaired.append("\xEF\xBF\xBD");
-    }
-    position += sequence.length;
-  }
+  const std::size_t fault = firstFault(bytes);
+  if (fault == bytes.size()) return bytes;
+  // Measured first: growing step by step would hold a large text twice.
+  std::size_t size = fault;
+  repairFrom(fault, bytes, [&size](std::string_view piece) { size += piece.size(); });
+  std::string repaired;
+  repaired.reserve(size);
+  repaired.append(bytes, 0, fault);
+  repairFrom(fault, bytes, [&repaired](std::string_view piece) { repaired.append(piece); });
   return repaired;
 }
 

@@ -74,6 +74,24 @@ Task<bool> EmailProcessor::processMail(SharedIncomingMail incoming, MailSecrets 
   co_return report(c, TriageOutcome::actionFailed, false);
 }
 
+Task<bool> EmailProcessor::processForMarking(SharedIncomingMail incoming, MailSecrets secrets) {
+  Task<bool> processing = processMail(std::move(incoming), std::move(secrets));
+  const bool finished = co_await std::move(processing);
+  if (!finished) co_return false;
+  co_return recordIsKept();
+}
+
+// Says it once each time that the disk begins to fail.
+bool EmailProcessor::recordIsKept() {
+  const bool isKept = services_.processed.isOnDisk();
+  if (!isKept && recordWasKept_) {
+    services_.log.logLine(
+        "Handled messages cannot be recorded, so they stay unread at the server: make room on the "
+        "disk of the settings folder, or make it writable");
+  }
+  return recordWasKept_ = isKept;
+}
+
 Task<bool> EmailProcessor::decide(Case& c) {
   if (const auto reason = marketingSkipReason(c.mail, c.config)) {
     co_return co_await skipAsBulk(c, *reason);

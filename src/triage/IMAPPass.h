@@ -30,7 +30,7 @@ struct IMAPPassContext {
   StreamConnector& connector;
   Clock& clock;
   Log& log;
-  /// Hands a mail to the pipeline; true when it is finished with.
+  /// Hands a mail to the pipeline; true when it is finished with and may be marked as seen.
   std::function<Task<bool>(ParsedMail)> process;
 };
 

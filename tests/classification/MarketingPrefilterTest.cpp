@@ -4,6 +4,7 @@
 #include <unicode/regex.h>
 
 #include <random>
+#include <sstream>
 
 #include "classification/MarketingWords.h"
 #include "text/Case.h"
@@ -20,6 +21,14 @@ ParsedMail mailOf(std::string headers, std::string subject = "Hello", std::strin
   mail.bodyText = std::move(body);
   mail.rawRFC822 = std::move(headers) + "\r\n\r\nraw body";
   return mail;
+}
+
+// What stands between the bars.
+std::vector<std::string> piecesOf(const std::string& list) {
+  std::istringstream rest(list);
+  std::vector<std::string> pieces;
+  for (std::string piece; std::getline(rest, piece, '|');) pieces.push_back(piece);
+  return pieces;
 }
 
 TEST(MarketingPrefilter, BulkAndListHeaders) {
@@ -110,46 +119,28 @@ TEST(MarketingPrefilter, NewsletterPhrases) {
   const auto looksSo = [&](const std::string& body) {
     return looksLikeNewsletterTemplate(mailOf("", "Hello", body), config);
   };
-  for (const std::string body : {"VIEW this email in your browser",
-                                 "view email in your browser",
-                                 "view the email in your browser",
-                                 "having trouble viewing this email",
-                                 "having trouble viewing the email",
-                                 "read this email online",
-                                 "read this e-mail online",
-                                 "if you cannot read this email",
-                                 "Si vous ne parvenez pas À lire cet e-mail",
-                                 "si vous ne parvenez pas à lire cet email",
-                                 "voir cet e-mail dans votre navigateur",
-                                 "voir cet email dans votre navigateur",
-                                 "voir cette newsletter dans votre navigateur",
-                                 "consultez la version en ligne",
-                                 "consulter la version en ligne",
-                                 "version en ligne de cet email",
-                                 "version en ligne de cet e-mail",
-                                 "add us to your address book",
-                                 "images are not displayed",
-                                 "this email was sent to",
-                                 "cet e-mail vous a été envoyé",
-                                 "vous recevez la newsletter",
-                                 "vous recevez cet e-mail car",
-                                 "vous recevez cet email car",
-                                 "you are receiving this newsletter",
-                                 "You’re receiving this newsletter",
-                                 "you're receiving this newsletter"}) {
+  for (const std::string& body : piecesOf(
+           "VIEW this email in your browser|view email in your browser|"
+           "view the email in your browser|having trouble viewing this email|"
+           "having trouble viewing the email|read this email online|read this e-mail online|"
+           "if you cannot read this email|Si vous ne parvenez pas À lire cet e-mail|"
+           "si vous ne parvenez pas à lire cet email|voir cet e-mail dans votre navigateur|"
+           "voir cet email dans votre navigateur|voir cette newsletter dans votre navigateur|"
+           "consultez la version en ligne|consulter la version en ligne|"
+           "version en ligne de cet email|version en ligne de cet e-mail|"
+           "add us to your address book|images are not displayed|this email was sent to|"
+           "cet e-mail vous a été envoyé|vous recevez la newsletter|vous recevez cet e-mail car|"
+           "vous recevez cet email car|you are receiving this newsletter|"
+           "You’re receiving this newsletter|you're receiving this newsletter")) {
     EXPECT_TRUE(looksSo(body)) << body;
   }
-  const std::string optOuts[] = {"unsubscribe",        "désinscrire",
-                                 "desinscrire",        "DÉSABONNER",
-                                 "desabonner",         "se désinscrire",
-                                 "email preferences",  "manage your preferences",
-                                 "préférences e-mail", "preferences de messagerie"};
-  const std::string reasons[] = {"vous recevez cet e-mail",
-                                 "vous recevez cet email",
-                                 "newsletter ... car vous",
-                                 "you are receiving this email because",
-                                 "you’re receiving this email because",
-                                 "you're receiving this email because"};
+  const std::vector<std::string> optOuts = piecesOf(
+      "unsubscribe|désinscrire|desinscrire|DÉSABONNER|desabonner|se désinscrire|email preferences|"
+      "manage your preferences|préférences e-mail|preferences de messagerie");
+  const std::vector<std::string> reasons = piecesOf(
+      "vous recevez cet e-mail|vous recevez cet email|newsletter ... car vous|"
+      "you are receiving this email because|you’re receiving this email because|"
+      "you're receiving this email because");
   for (const std::string& optOut : optOuts) {
     EXPECT_TRUE(looksSo(optOut + " " + reasons[0])) << optOut;
     EXPECT_FALSE(looksSo(optOut + " newsletter")) << optOut;

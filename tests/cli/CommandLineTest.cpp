@@ -17,8 +17,12 @@ TEST(CommandLine, WrongUsageIsOneLineThatSaysWhereToLook) {
        "--help\""},
       {{"config"},
        "name a command: path, show, check, edit, set; see \"halcyra-cli config --help\""},
-      {{"frobnicate"}, "unknown command \"frobnicate\"; see \"halcyra-cli --help\""},
-      {{"config", "sho\nw"}, "unknown command \"sho w\"; see \"halcyra-cli config --help\""},
+      {{"frobnicate"},
+       "unknown command \"frobnicate\"; there is classify, parse, prefilter, config, secret, "
+       "mailbox; see \"halcyra-cli --help\""},
+      {{"config", "sho\nw"},
+       "unknown command \"sho w\"; there is path, show, check, edit, set; see \"halcyra-cli config "
+       "--help\""},
       {{"--frob"}, "unknown option \"--frob\"; see \"halcyra-cli --help\""},
       {{"parse", "--frob"}, "unknown option \"--frob\"; see \"halcyra-cli parse --help\""},
       {{"config", "path", "x"},

@@ -48,6 +48,12 @@ TEST(ConfigCheck, SlipsAreNamedWithTheirPlace) {
         "mailAccounts[0].kind.imap.username: is empty, so nothing is watched",
         "mailAccounts[0].kind.imap.port: is not between 1 and 65535"}},
       {[](AppConfig& c) {
+         c.mailAccounts[0].kind = IMAPConnection{"mail\u0085x", 993, true, "u", "IN\nBOX"};
+       },
+       {"mailAccounts[0].kind.imap.host: holds a control character, so no server can be reached",
+        "mailAccounts[0].kind.imap.mailbox: holds a control character, so no server can be "
+        "reached"}},
+      {[](AppConfig& c) {
          while (c.rules.size() <= maximumRules) {
            c.rules.push_back(rule("X" + std::to_string(c.rules.size())));
          }

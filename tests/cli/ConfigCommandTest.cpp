@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <thread>
 
 #include "Program.h"
+#include "platform/linux/InstanceLock.h"
 
 namespace halcyra {
 namespace {
 
+namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
 TEST(ConfigCommand, SetShowsBothValuesAndKeepsTheFileOnAnError) {
@@ -27,9 +32,46 @@ TEST(ConfigCommand, SetShowsBothValuesAndKeepsTheFileOnAnError) {
   }
   const std::string stored = program.file("config.json");
   EXPECT_NE(stored.find("\"llmModel\": \"[small]\""), std::string::npos);
-  EXPECT_EQ(program.run({"config", "set", "useIDLE", "maybe"}).exitCode, 2);
+  const std::pair<Strings, std::string> refusals[] = {
+      {{"config", "set", "useIDLE", "yes"}, "useIDLE: say true or false"},
+      {{"config", "set", "llmMaxBodyChars", "many"}, "llmMaxBodyChars: say a number"},
+  };
+  for (const auto& [arguments, says] : refusals) {
+    const auto result = program.run(arguments);
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.err, "halcyra-cli: " + says + "\n");
+  }
   EXPECT_EQ(program.file("config.json"), stored);
   EXPECT_EQ(program.run({"config", "show"}).out, stored);
+}
+
+TEST(ConfigCommand, SetWarnsOfWhatTheNewValueBrings) {
+  Program program;
+  const std::string warning =
+      "halcyra-cli: warning: llmMaxBodyChars: is not above 0, so the model gets no mail text\n";
+  EXPECT_EQ(program.run({"config", "set", "llmMaxBodyChars", "0"}).err, warning);
+  EXPECT_EQ(program.run({"config", "set", "llmModel", "x"}).err, "") << "said before";
+}
+
+TEST(ConfigCommand, SettingsOfSeveralProcessesAreAllKept) {
+  Program program;
+  const std::string lock = program.write("config.lock", "");
+  const std::pair<const char*, const char*> settings[] = {
+      {"llmModel", "mine"}, {"llmBaseURL", "http://mine"}, {"imapHost", "mine.example"}};
+  std::vector<std::thread> others;  // each opens the files on its own, as a process would
+  {
+    const InstanceLock held{fs::path(lock)};
+    for (const auto& [key, value] : settings) {
+      others.emplace_back([&program, key = key, value = value] {
+        EXPECT_EQ(program.run({"config", "set", key, value}).exitCode, 0);
+      });
+    }
+  }
+  for (std::thread& other : others) other.join();
+  const std::string stored = program.run({"config", "show"}).out;
+  for (const auto& [key, value] : settings) {
+    EXPECT_NE(stored.find("\"" + std::string(key) + "\": \"" + value + "\""), stored.npos) << key;
+  }
 }
 
 TEST(ConfigCommand, CheckNamesTheFileAndThePlace) {
@@ -40,6 +82,11 @@ TEST(ConfigCommand, CheckNamesTheFileAndThePlace) {
             std::string::npos);
   std::string text = program.run({"config", "show"}).out;
   EXPECT_EQ(program.run({"config", "check"}).out, "ok: 0 mailboxes (0 enabled), 1 rule\n");
+
+  const std::string pipe = (program.settings() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(program.run({"config", "check", pipe}).err,
+            "halcyra-cli: " + pipe + " is not a regular file\n");
 
   text.insert(text.find('{') + 1, R"("colour": 1,)");
   const auto warned = program.run({"config", "check", "-"}, text);
@@ -68,6 +115,8 @@ TEST(ConfigCommand, AFileThatCannotBeUsedIsKeptAndToldOfOnce) {
             std::string::npos);
   EXPECT_EQ(program.file("config.unreadable.json"), "{ \"llmModel\": ");
   EXPECT_EQ(program.run({"config", "show"}).err, "");
+  EXPECT_NE(program.run({"mailbox", "list"}).err.find("kept as " + program.settings().string()),
+            std::string::npos);
 }
 
 struct EditCase {

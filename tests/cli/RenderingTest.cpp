@@ -17,23 +17,29 @@ ParsedMail sample() {
   mail.from = "A \"B\" <a@x>";
   mail.date = "Mon, 1 Jun 2026";
   mail.rawRFC822 = "Subject: x\r\n\r\nbody";
-  mail.bodyText = "one\n\x1b[31mtwo";
+  mail.bodyText = "one\n\x1b[31mtwo\x7F\u0085";
   return mail;
+}
+
+std::string mailText(RawSource raw) {
+  std::ostringstream out;
+  writeMail(out, sample(), raw);
+  return out.str();
 }
 
 TEST(Rendering, MailAsText) {
   const std::string shown =
       "Message-ID: <1@x>\nSubject: Été soldes\nFrom: A \"B\" <a@x>\nDate: Mon, 1 Jun 2026\n\n"
       "one\n[31mtwo\n";
-  EXPECT_EQ(mailText(sample(), RawSource::hidden), shown);
-  EXPECT_EQ(mailText(sample(), RawSource::shown), shown + "\n--- source ---\nSubject: x\n\nbody\n");
+  EXPECT_EQ(mailText(RawSource::hidden), shown);
+  EXPECT_EQ(mailText(RawSource::shown), shown + "\n--- source ---\nSubject: x\n\nbody\n");
 }
 
 TEST(Rendering, MailAsJsonHasTheRecordsFieldsInTheirOrder) {
   EXPECT_EQ(mailJson(sample(), RawSource::hidden),
             R"({"accountId":"","uid":0,"providerRESTId":null,"messageID":"<1@x>",)"
             R"("subject":"Été\tsoldes","from":"A \"B\" <a@x>","date":"Mon, 1 Jun 2026",)"
-            R"("bodyText":"one\n\u001b[31mtwo"})");
+            R"("bodyText":"one\n\u001b[31mtwo\u007f\u0085"})");
   EXPECT_NE(
       mailJson(sample(), RawSource::shown)
           .find(R"("date":"Mon, 1 Jun 2026","rawRFC822":"Subject: x\r\n\r\nbody","bodyText")"),

@@ -187,6 +187,14 @@ TEST_F(ConfigStoreTest, NothingKeptEarlierIsLost) {
   files_.contents[file] = "bad";  // the same slip again needs no third copy
   load();
   EXPECT_EQ(files_.contents.size(), 3u);
+
+  files_ = {};
+  files_.contents = {{file, "bad"}, {kept, "nobody knows"}};
+  files_.unreadable = {kept};
+  load();
+  EXPECT_EQ(files_.contents[kept], "nobody knows");
+  EXPECT_EQ(files_.contents[kept2], "bad");
+  EXPECT_EQ(stored().rules.size(), 1u);
 }
 
 TEST_F(ConfigStoreTest, WithoutACopyTheUnusableFileStays) {

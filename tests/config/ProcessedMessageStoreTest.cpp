@@ -53,10 +53,12 @@ TEST(ProcessedMessages, AFailedWriteIsMadeGoodByTheNext) {
   files.isFull = true;
   store.insert("b");
   EXPECT_TRUE(store.contains("b"));
+  EXPECT_FALSE(store.isOnDisk());
   EXPECT_EQ(storedIn(files), Keys{"a"});
   files.isFull = false;
   store.insert("c");
   EXPECT_EQ(storedIn(files), (Keys{"a", "b", "c"}));
+  EXPECT_TRUE(store.isOnDisk());
 }
 
 TEST(ProcessedMessages, TheHighestKeysStay) {

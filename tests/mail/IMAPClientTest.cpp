@@ -286,9 +286,12 @@ TEST(IMAPClient, IdleEndsForTheRightReason) {
                    {"connected", {}, "reset"}});
   cases.push_back({"closed while it waits", started().server("+ ok").closes(),
                    failed("connected", Kind::connectionFailed, "IMAP connection failed.")});
-  cases.push_back({"refused",
-                   started().server("E3 BAD unknown").silence(),
-                   {"connected", {}, "The server sent nothing."}});
+  cases.push_back({"a go-ahead without its blank",
+                   started().server("+").then(stop).client("DONE").server("E3 OK Idle"), idled});
+  for (const std::string refusal : {"E3 BAD unknown", "E3 NO not here"}) {
+    cases.push_back({"refused", started().server("* note").server(refusal),
+                     failed("connected", Kind::taggedFailure, "* note\n" + refusal)});
+  }
   for (Case& c : cases) {
     EXPECT_EQ(visit(c.dialogue, idle), c.expected) << c.situation;
     EXPECT_EQ(c.dialogue.complaints(), "") << c.situation;

@@ -107,12 +107,32 @@ TEST_F(PosixFilesTest, WhatIsNoModestFileCannotBeRead) {
   EXPECT_THROW(files_.read(file_), FileError);
 }
 
+TEST_F(PosixFilesTest, AWriteClearsAwayWhatKilledWritersLeftLongAgo) {
+  const auto put = [&](const std::string& name, std::chrono::minutes age) {
+    files_.writeAtomically(folder_.path() / name, "x");
+    fs::last_write_time(folder_.path() / name, fs::file_time_type::clock::now() - age);
+  };
+  const std::vector<std::string> others = {".settings.json.abcdefg", ".settings.jsonXabcdef",
+                                           "settings.json.abcdef", ".other.json.abcdef"};
+  for (const std::string& name : others) put(name, std::chrono::minutes(90));
+  put(".settings.json.young1", std::chrono::minutes(30));
+  put(".settings.json.aB3dE9", std::chrono::minutes(90));
+  files_.writeAtomically(file_, "new");
+  EXPECT_FALSE(fs::exists(folder_.path() / ".settings.json.aB3dE9"));
+  EXPECT_EQ(entriesOf(folder_.path()), others.size() + 2);
+}
+
 TEST_F(PosixFilesTest, FoldersAreTheOwnersAlone) {
   const fs::path deep = folder_.path() / "a" / "b";
   EXPECT_TRUE(files_.createFolder(deep));
   EXPECT_TRUE(files_.createFolder(deep));
   EXPECT_EQ(modeOf(deep), 0700u);
   EXPECT_EQ(modeOf(deep.parent_path()), 0700u);
+  fs::permissions(deep, fs::perms(0775));
+  fs::permissions(deep.parent_path(), fs::perms(0755));
+  EXPECT_TRUE(files_.createFolder(deep));
+  EXPECT_EQ(modeOf(deep), 0700u);
+  EXPECT_EQ(modeOf(deep.parent_path()), 0755u) << "not the settings folder";
   files_.writeAtomically(file_, "");
   EXPECT_FALSE(files_.createFolder(file_));
 }

@@ -31,21 +31,25 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
             .bodyText = "body"};
   }
 
-  bool process() {
-    EmailProcessor processor({.processed = store,
-                              .underWay = underWay,
-                              .presenter = *this,
-                              .http = model,
-                              .clock = clock,
-                              .log = log,
-                              .observer = *this,
-                              .actions = *this,
-                              .providers = this});
-    return runTask(processor.processMail(incoming(), {"smtp-secret", "model-secret"}));
+  EmailProcessor processor() {
+    return EmailProcessor({.processed = store,
+                           .underWay = underWay,
+                           .presenter = *this,
+                           .http = model,
+                           .clock = clock,
+                           .log = log,
+                           .observer = *this,
+                           .actions = *this,
+                           .providers = this});
   }
 
   SharedIncomingMail incoming() const {
     return std::make_shared<const IncomingMail>(mail, config, config.mailAccounts.at(0));
+  }
+
+  bool process() {
+    EmailProcessor once = processor();
+    return runTask(once.processMail(incoming(), {"smtp-secret", "model-secret"}));
   }
 
   void answer(const std::string& ruleId, double confidence, const std::string& draft = "") {

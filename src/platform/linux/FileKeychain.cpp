@@ -88,7 +88,6 @@ KeychainStatus FileKeychain::save(const Items& items) {
   try {
     const std::string text = nlohmann::json(items).dump(2) + "\n";
     files_.createFolder(folder);
-    narrow(folder);
     files_.writeAtomically(file_, text);
     return KeychainStatus::success;
   } catch (const nlohmann::json::type_error&) {  // a value that is no UTF-8

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 namespace halcyra {
@@ -73,6 +74,38 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
   return file.has_parent_path() ? file.parent_path() : ".";
 }
 
+// What the name of a temporary file is made of: mkostemp fills in the end.
+constexpr std::string_view uniqueEnd = ".XXXXXX";
+
+std::string temporaryStart(const std::filesystem::path& target) {
+  return "." + target.filename().string();
+}
+
+// Removes what writers that were killed have left behind. A young file may be one that is just
+// being written.
+void removeStale(const std::filesystem::path& target) {
+  const std::string start = temporaryStart(target) + ".";
+  const std::size_t length = temporaryStart(target).size() + uniqueEnd.size();
+  const auto oldest = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folderOf(target), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (name.size() != length || !name.starts_with(start)) continue;
+    std::error_code ignored;
+    const auto written = entry->last_write_time(ignored);
+    if (!ignored && written < oldest) std::filesystem::remove(entry->path(), ignored);
+  }
+}
+
+bool makeFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (std::filesystem::is_directory(folder, error)) return true;
+  const std::filesystem::path parent = folder.parent_path();
+  if (!parent.empty() && parent != folder && !makeFolder(parent)) return false;
+  return ::mkdir(folder.c_str(), 0700) == 0 || std::filesystem::is_directory(folder, error);
+}
+
 }  // namespace
 
 std::optional<std::string> PosixFileStore::read(const std::filesystem::path& file) {
@@ -101,8 +134,7 @@ std::optional<std::string> PosixFileStore::read(const std::filesystem::path& fil
 
 void PosixFileStore::writeAtomically(const std::filesystem::path& file, std::string_view bytes) {
   const std::filesystem::path target = linkTarget(file);
-  std::string temporary =
-      (folderOf(target) / ("." + target.filename().string() + ".XXXXXX")).string();
+  std::string temporary = (folderOf(target) / temporaryStart(target).append(uniqueEnd)).string();
   Descriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
   if (!descriptor.isOpen()) failWithErrno(file);
   const bool isWritten = writeAll(descriptor.get(), bytes) && ::fsync(descriptor.get()) == 0 &&
@@ -114,14 +146,16 @@ void PosixFileStore::writeAtomically(const std::filesystem::path& file, std::str
     failWithErrno(file);
   }
   flushFolder(folderOf(target));
+  removeStale(target);
 }
 
 bool PosixFileStore::createFolder(const std::filesystem::path& folder) {
-  std::error_code error;
-  if (std::filesystem::is_directory(folder, error)) return true;
-  const std::filesystem::path parent = folder.parent_path();
-  if (!parent.empty() && parent != folder && !createFolder(parent)) return false;
-  return ::mkdir(folder.c_str(), 0700) == 0 || std::filesystem::is_directory(folder, error);
+  if (!makeFolder(folder)) return false;
+  std::error_code notOurs;
+  std::filesystem::permissions(
+      folder, std::filesystem::perms::group_all | std::filesystem::perms::others_all,
+      std::filesystem::perm_options::remove, notOurs);
+  return true;
 }
 
 }  // namespace halcyra

@@ -17,7 +17,9 @@ struct SocketLimits {
   /// For TCP, all addresses of a host together, and once more for the TLS handshake.
   std::chrono::milliseconds connect = std::chrono::seconds(30);
   /// Without any byte from the peer, where a receive has no limit of its own, or taken by the peer.
-  std::chrono::milliseconds silence = std::chrono::seconds(120);
+  /// Long, since a server may think about a search in a large mailbox; a peer that is gone is
+  /// noticed by what follows.
+  std::chrono::milliseconds silence = std::chrono::minutes(10);
   /// TCP keepalive: a peer that vanished is noticed after about two minutes.
   std::chrono::seconds keepaliveIdle{60};
   std::chrono::seconds keepaliveInterval{15};
