@@ -51,8 +51,7 @@ void rewriteMatches(std::string& text, Next next, Replacement replacement) {
   while (const std::optional<Match> match = next(view, read)) {
     keep(match->begin);
     const auto by = replacement(view.substr(match->begin, match->end - match->begin));
-    std::memcpy(text.data() + written, by.data(), by.size());
-    written += by.size();
+    written += by.copy(text.data() + written, by.size());
     read = match->end;
   }
   keep(text.size());
