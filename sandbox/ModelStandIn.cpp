@@ -3,6 +3,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "sandbox/JsonAnswer.h"
 #include "sandbox/PromptReader.h"
 #include "sandbox/RuleChoice.h"
 #include "sandbox/Words.h"
@@ -13,10 +14,6 @@ namespace halcyra::sandbox {
 namespace {
 
 using nlohmann::json;
-
-HttpResponse jsonAnswer(int status, const json& body) {
-  return {status, {{"Content-Type", "application/json"}}, jsonText(body)};
-}
 
 HttpResponse refusal(int status, std::string_view message) {
   const std::string_view type = status == 401 ? "authentication_error" : "invalid_request_error";

@@ -39,7 +39,8 @@ class HttpError : public std::runtime_error {
  public:
   enum class Kind {
     invalidURL,  // the URL cannot be used at all
-    transport,   // no route, refused, reset, TLS failure, time-out
+    transport,   // unknown host, refused, lost, time-out: another try may succeed
+    failed,      // TLS failure, a request that cannot be made, one that was given up
     notHTTP,     // something answered, but not in HTTP
     tooLarge,    // the answer is longer than the request's limit
   };

@@ -73,7 +73,7 @@ Task<std::string> outcome(HttpClient& client, HttpRequest request,
     const HttpResponse response = co_await std::move(answer);
     text = std::to_string(response.status) + ": " + response.body;
   } catch (const HttpError& error) {
-    const char* const kinds[] = {"invalidURL", "transport", "notHTTP", "tooLarge"};
+    const char* const kinds[] = {"invalidURL", "transport", "failed", "notHTTP", "tooLarge"};
     text = std::string(kinds[static_cast<int>(error.kind())]) + ": " + error.what();
   }
   if (then) then();
@@ -218,11 +218,10 @@ TEST(CurlHttpClient, FollowsRedirectsOnlyWithoutCredentials) {
   };
   EXPECT_EQ(ask("/5", "GET", {}), "200: there");
   EXPECT_EQ(ask("/6", "GET", {}),
-            "transport: The request to SERVER failed: Maximum (5) redirects followed.");
-  EXPECT_EQ(
-      ask("/away", "GET", {}),
-      "transport: The request to SERVER failed: Protocol \"ftp\" not supported or disabled in "
-      "libcurl.");
+            "failed: The request to SERVER failed: Maximum (5) redirects followed.");
+  EXPECT_EQ(ask("/away", "GET", {}),
+            "failed: The request to SERVER failed: Protocol \"ftp\" not supported or disabled in "
+            "libcurl.");
   EXPECT_EQ(ask("/1", "GET", {{"authorization", "Bearer x"}}), "302: moved");
   EXPECT_EQ(ask("/1", "POST", {}), "302: moved");
 }
@@ -259,6 +258,12 @@ TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
   CurlHttpClient client;
   EXPECT_EQ(withoutPort(runTask(outcome(client, get(url)))),
             "transport: Could not connect to SERVER.");
+
+  // Another try would meet the same TLS.
+  const LoopbackHttpServer plain(echo);
+  const std::string secure = "https" + plain.baseURL().substr(4);
+  EXPECT_TRUE(withoutPort(runTask(outcome(client, get(secure))))
+                  .starts_with("failed: The request to SERVER failed: "));
 }
 
 TEST(CurlHttpClient, RefusesWhatCannotBeSent) {
@@ -275,7 +280,7 @@ TEST(CurlHttpClient, RefusesWhatCannotBeSent) {
     HttpRequest request = get("http://127.0.0.1:1/");
     request.headers = {header};
     EXPECT_EQ(runTask(outcome(client, std::move(request))),
-              "transport: The request to 127.0.0.1:1 has a header with a line break or without a "
+              "failed: The request to 127.0.0.1:1 has a header with a line break or without a "
               "name.");
   }
 }
@@ -295,7 +300,7 @@ TEST(CurlHttpClient, DestructionFailsWhatIsUnderWay) {
   context.run();
   ASSERT_EQ(texts.size(), 3u);
   for (const std::string& text : texts) {
-    EXPECT_EQ(withoutPort(text), "transport: The request to SERVER was given up.");
+    EXPECT_EQ(withoutPort(text), "failed: The request to SERVER was given up.");
   }
 }
 

@@ -5,25 +5,13 @@
 #include <thread>
 
 #include "support/RunTask.h"
+#include "support/ZonedClock.h"
 
 namespace halcyra {
 namespace {
 
 using namespace std::chrono;
 using namespace std::chrono_literals;
-
-class TimeZone {
- public:
-  explicit TimeZone(const char* name) { set(name); }
-  ~TimeZone() {
-    unsetenv("TZ");
-    tzset();
-  }
-  static void set(const char* name) {
-    setenv("TZ", name, 1);
-    tzset();
-  }
-};
 
 TimePoint at(long second) {
   return TimePoint(seconds(second));

@@ -17,7 +17,7 @@ constexpr long mostRedirects = 5;
 template <class Value>
 void setOption(CURL* handle, CURLoption option, Value value) {
   if (const CURLcode code = curl_easy_setopt(handle, option, value); code != CURLE_OK) {
-    throw HttpError(HttpError::Kind::transport,
+    throw HttpError(HttpError::Kind::failed,
                     std::string("The request cannot be made: ") + curl_easy_strerror(code) + ".");
   }
 }
@@ -100,9 +100,9 @@ bool CurlTransfer::hasHeader(std::string_view name) const {
 void CurlTransfer::setHeaders() {
   for (const HttpHeader& header : request_.headers) {
     if (header.name.empty() || breaksLine(header.name) || breaksLine(header.value)) {
-      throw HttpError(HttpError::Kind::transport, "The request to " + peer_ +
-                                                      " has a header with a line break or without "
-                                                      "a name.");
+      throw HttpError(HttpError::Kind::failed, "The request to " + peer_ +
+                                                   " has a header with a line break or without a "
+                                                   "name.");
     }
     // libcurl's own notation for a header without value.
     appendHeader(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
@@ -122,7 +122,7 @@ void CurlTransfer::setBody() {
   }
   if (request_.method != "HEAD" && request_.method != "GET" && request_.method != "POST") {
     if (breaksLine(request_.method)) {
-      throw HttpError(HttpError::Kind::transport, "The request has an unusable method.");
+      throw HttpError(HttpError::Kind::failed, "The request has an unusable method.");
     }
     setOption(handle(), CURLOPT_CUSTOMREQUEST, request_.method.c_str());
   }
@@ -197,9 +197,9 @@ CurlOutcome CurlTransfer::finished(CURLcode code) {
 }
 
 CurlOutcome CurlTransfer::abandoned() const {
-  return {{},
-          CurlOutcome::Failure{HttpError::Kind::transport,
-                               "The request to " + peer_ + " was given up."}};
+  return {
+      {},
+      CurlOutcome::Failure{HttpError::Kind::failed, "The request to " + peer_ + " was given up."}};
 }
 
 CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
@@ -230,7 +230,10 @@ CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
     default:
       break;
   }
-  return {Kind::transport, "The request to " + peer_ + " failed: " + detail(code) + "."};
+  const bool isTransport = code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_SEND_ERROR ||
+                           code == CURLE_HTTP2 || code == CURLE_HTTP2_STREAM;
+  return {isTransport ? Kind::transport : Kind::failed,
+          "The request to " + peer_ + " failed: " + detail(code) + "."};
 }
 
 // libcurl's own words, for certificates above all, where they say what does not fit.
