@@ -80,6 +80,7 @@ class Person {
     if (text(event, "ruleName") != DemoOffice::answeredRule || row.draft.empty()) return;
     const json command = {{"command", "send"}, {"key", text(event, "key")}, {"text", row.draft}};
     program_.writeInput(command.dump() + "\n");
+    row.answering = true;
     ++waitingAnswers_;
   }
 
@@ -138,14 +139,15 @@ void watchTheProgram(const ProgramHome& home, std::vector<DemoRow>& rows) {
 // every answer at the submission server once.
 bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t submitted) {
   const auto promised = [](const DemoRow& row) {
-    return std::size_t{row.answered} + (row.decision.starts_with("forwarded") ? 1 : 0);
+    return std::size_t{row.answering} + (row.decision.starts_with("forwarded") ? 1 : 0);
   };
   std::size_t expected = 0;
   for (const DemoRow& row : rows) expected += promised(row);
   const auto today = static_cast<std::ptrdiff_t>(rows.size()) - 1;
   return submitted == expected && !rows.back().seen &&
-         std::all_of(rows.begin(), rows.begin() + today,
-                     [](const DemoRow& row) { return !row.decidedBy.empty() && row.seen; });
+         std::all_of(rows.begin(), rows.begin() + today, [](const DemoRow& row) {
+           return !row.decidedBy.empty() && row.seen && row.answering == row.answered;
+         });
 }
 
 void introduce(const DemoOffice& office, const DemoModel& model, std::size_t messages) {

@@ -19,7 +19,8 @@ struct DemoRow {
   std::optional<double> confidence = {};
   /// The model's proposal for an answer.
   std::string draft = {};
-  /// The proposal was sent.
+  /// The proposal was to be sent, and was.
+  bool answering = false;
   bool answered = false;
   /// As the server has it afterwards.
   bool seen = false;

@@ -31,7 +31,9 @@ ProgramHome::ProgramHome(std::filesystem::path program)
   environment = {{"HALCYRA_KEYCHAIN", "file"},
                  {"XDG_DATA_HOME", (folder() / "data").string()},
                  {"XDG_CONFIG_HOME", (folder() / "config").string()},
-                 // Neither a journal nor a proxy of the machine belongs to a sandbox.
+                 // Neither the desktop nor a journal nor a proxy of the machine belongs to a sandbox.
+                 {"DBUS_SESSION_BUS_ADDRESS", ""},
+                 {"XDG_RUNTIME_DIR", ""},
                  {"JOURNAL_STREAM", ""},
                  {"http_proxy", ""},
                  {"all_proxy", ""},

@@ -69,17 +69,9 @@ void AppState::stopMonitoring() {
   changed();
 }
 
-Task<void> AppState::monitoringEnded() {
-  co_await worker_->finished();
-  co_await actions_.noticesPosted();
-}
-
 Task<bool> AppState::runOnce(PassObserver passEnded, std::stop_token stop) {
-  Task<bool> pass =
-      worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded), std::move(stop));
-  const bool allListed = co_await std::move(pass);
-  co_await actions_.noticesPosted();
-  co_return allListed;
+  return worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded),
+                          std::move(stop));
 }
 
 // Loops read secrets on the I/O executor; the first read may block behind a prompt and happens

@@ -54,10 +54,13 @@ class AppState {
   void setObserver(std::function<void()> observer) { observer_ = std::move(observer); }
 
   /// Ends when every task of an earlier monitoring has ended.
-  Task<void> monitoringEnded();
+  Task<void> monitoringEnded() { return worker_->finished(); }
 
-  /// Is a message on its way out? An end of the program would leave it unknown whether it arrived.
-  bool isSendingMail() const { return sender_.isSending(); }
+  /// Ends when no notification is on its way, of a forward or of an answered suggestion.
+  Task<void> noticesPosted() { return actions_.noticesPosted(); }
+
+  /// Is mail on its way out, so that the program should not end now?
+  bool isSendingMail() const { return actions_.isSending(); }
 
   /// One pass over each monitored mailbox. False when one could not be listed.
   Task<bool> runOnce(PassObserver passEnded, std::stop_token stop);

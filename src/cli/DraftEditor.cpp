@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 
 #include "cli/Editor.h"
@@ -46,7 +47,9 @@ std::string editedDraft(const Variables& variables, const std::string& draft) {
   PosixFileStore files;
   files.writeAtomically(file, draft);
   editFile(variables, true, file);
-  return repairedUtf8(files.read(file).value_or(""));
+  std::optional<std::string> text = files.read(file);
+  if (!text) throw std::runtime_error("the editor left no file");
+  return repairedUtf8(std::move(*text));
 }
 
 }  // namespace halcyra

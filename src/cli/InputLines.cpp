@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <system_error>
 
@@ -30,16 +31,20 @@ class InputLines::Reader {
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
 
-  void close() { eventfd_write(closing_, 1); }
+  void close() {
+    closed_ = true;
+    eventfd_write(closing_, 1);
+  }
 
   std::optional<std::string> readLine() {
     std::size_t searched = 0;
-    while (true) {
+    while (!closed_) {
       const std::size_t end = buffer_.find('\n', searched);
       if (end != std::string::npos) return takeLine(end);
       searched = buffer_.size();
       if (searched > longestLine || !waitForInput() || !readMore()) return std::nullopt;
     }
+    return std::nullopt;
   }
 
  private:
@@ -78,6 +83,7 @@ class InputLines::Reader {
 
   const int input_;
   const int closing_;
+  std::atomic<bool> closed_ = false;
   std::string buffer_;
 };
 

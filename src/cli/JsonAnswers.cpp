@@ -55,31 +55,35 @@ void JsonAnswers::obey(std::string_view line) {
   const std::string name = command ? textOf(*command, "command").value_or("") : "";
   const std::string key = command ? textOf(*command, "key").value_or("") : "";
   if (name != "send" && name != "dismiss") {
-    return answer(name, key,
+    return refuse(name, key,
                   "a command is one line with a JSON object: \"command\" is \"send\" or "
                   "\"dismiss\", \"key\" is that of a suggestion");
   }
-  const auto sheet = sheets_.find(key);
-  if (sheet == sheets_.end()) return answer(name, key, "no suggestion with this key waits");
+  if (!isWaiting(key) || dismissed_.contains(key)) {
+    return refuse(name, key, "no suggestion with this key waits");
+  }
   if (name == "send") return send(key, *command);
-  if (sheet->second->isSending()) return answer(name, key, "it is being sent");
-  sheets_.erase(sheet);
-  answer(name, key, "");
+  if (sheets_.at(key)->isSending()) {
+    dismissed_.insert(key);
+  } else {
+    sheets_.erase(key);
+  }
+  done(name, key);
 }
 
 void JsonAnswers::send(const std::string& key, const json& command) {
   const auto sheet = sheets_.at(key);
-  if (sheet->isSending()) return answer("send", key, "it is being sent");
+  if (sheet->isSending()) return refuse("send", key, "it is being sent");
   const std::optional<std::string> text = textOf(command, "text");
-  if (!text) return answer("send", key, "\"text\" is missing; it is what the reply says");
+  if (!text) return refuse("send", key, "\"text\" is missing; it is what the reply says");
   const bool hasRule = command.contains("ruleId") && !command["ruleId"].is_null();
   const std::optional<std::string> rule =
       hasRule ? textOf(command, "ruleId") : std::optional<std::string>("");
   if (!rule || !sheet->considerAs(*rule)) {
-    return answer("send", key, "\"ruleId\" is none of the suggestion's rule options");
+    return refuse("send", key, "\"ruleId\" is none of the suggestion's rule options");
   }
   sheet->setText(*text);
-  if (!sheet->canSend()) return answer("send", key, "\"text\" is empty");
+  if (!sheet->canSend()) return refuse("send", key, "\"text\" is empty");
   unanswered_.insert(key);
   sheet->sendResponse();
 }
@@ -88,22 +92,26 @@ void JsonAnswers::send(const std::string& key, const json& command) {
 void JsonAnswers::sheetChanged(const std::string& key) {
   const auto sheet = sheets_.at(key);
   if (!sheet->status() || unanswered_.erase(key) == 0) return;
-  answer("send", key, *sheet->status());
-  if (inputEnded_) sheets_.erase(key);
+  refuse("send", key, *sheet->status());
+  if (inputEnded_ || dismissed_.erase(key) > 0) sheets_.erase(key);
 }
 
 // Tells a send that succeeded.
 void JsonAnswers::close(const std::string& key) {
   sheets_.erase(key);
   unanswered_.erase(key);
-  answer("send", key, "");
+  dismissed_.erase(key);
+  done("send", key);
 }
 
-void JsonAnswers::answer(const std::string& command, const std::string& key,
-                         const std::string& problem) {
-  json event = {{"event", "answer"}, {"command", command}, {"key", key}, {"done", problem.empty()}};
-  if (!problem.empty()) event["message"] = problem;
-  tell_(event);
+void JsonAnswers::done(const std::string& command, const std::string& key) {
+  tell_({{"event", "answer"}, {"command", command}, {"key", key}, {"done", true}});
+}
+
+void JsonAnswers::refuse(const std::string& command, const std::string& key,
+                         const std::string& why) {
+  tell_(
+      {{"event", "answer"}, {"command", command}, {"key", key}, {"done", false}, {"message", why}});
 }
 
 }  // namespace halcyra

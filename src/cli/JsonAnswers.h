@@ -17,7 +17,7 @@ namespace halcyra {
 ///
 ///   {"command":"send","key":K,"text":T}                 reply with the text
 ///   {"command":"send","key":K,"text":T,"ruleId":R}      carry out the rule instead
-///   {"command":"dismiss","key":K}
+///   {"command":"dismiss","key":K}                       a send under way goes on
 ///
 /// Belongs to the main executor and outlives the sends that it starts.
 class JsonAnswers {
@@ -25,6 +25,8 @@ class JsonAnswers {
   using Tell = std::function<void(const nlohmann::json& event)>;
 
   JsonAnswers(Executor main, Tell tell);
+
+  bool isWaiting(const std::string& key) const { return sheets_.contains(key); }
 
   /// A suggestion that waits under its key already stays as it is.
   void add(Suggestion suggestion);
@@ -45,7 +47,8 @@ class JsonAnswers {
   void send(const std::string& key, const nlohmann::json& command);
   void sheetChanged(const std::string& key);
   void close(const std::string& key);
-  void answer(const std::string& command, const std::string& key, const std::string& problem);
+  void done(const std::string& command, const std::string& key);
+  void refuse(const std::string& command, const std::string& key, const std::string& why);
 
   TaskGroup sends_;
   Tell tell_;
@@ -54,6 +57,8 @@ class JsonAnswers {
   std::map<std::string, std::shared_ptr<GeneralQuestionSheet>> sheets_;
   /// Sends whose end was not yet told.
   std::set<std::string> unanswered_;
+  /// Dismissed during their send, which goes on.
+  std::set<std::string> dismissed_;
   bool inputEnded_ = false;
 };
 

@@ -11,7 +11,7 @@ namespace {
 IMAPLogin loginFor(const IMAPConnection& imap, const std::string& password) {
   const std::string host(trimmed(imap.host));
   const std::string username(trimmed(imap.username));
-  const std::string folder(trimmed(imap.mailbox));
+  const std::string& folder = imap.mailbox;
   if (host.empty())
     throw MailboxTestError("the IMAP host is empty; set it with \"halcyra-cli config edit\"");
   if (username.empty()) {

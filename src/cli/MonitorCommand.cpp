@@ -58,13 +58,19 @@ std::string joinedLabels(const std::vector<MailAccount>& accounts) {
   return labels;
 }
 
-/// SIGINT and SIGTERM. The first asks for a clean stop; a second, or a task that still waits for
-/// the network after the grace, ends the process at once. That is safe at any moment: what is not
-/// recorded is met again.
+/// SIGINT, SIGTERM and the end of the terminal. The first asks for a clean stop; a second, or a
+/// task that still waits for the network after the grace, ends the process at once. What is not
+/// recorded then is met again. Only a message on its way out is uncertain at that moment, so the
+/// grace does not end during a send; a second signal ends it all the same.
 class StopSignals {
  public:
   StopSignals(Executor main, const AppState& state)
-      : state_(state), signals_(main, SIGINT, SIGTERM), grace_(main) {}
+      : state_(state), signals_(main, SIGINT, SIGTERM), grace_(main) {
+    // Whoever started the program to outlive its terminal has this one ignored.
+    struct sigaction hangUp {};
+    sigaction(SIGHUP, nullptr, &hangUp);
+    if (hangUp.sa_handler != SIG_IGN) signals_.add(SIGHUP);
+  }
 
   /// True at the first signal, false when `cancel` came before it.
   Task<bool> first() {
@@ -110,9 +116,12 @@ class Answers {
     tasks_.spawn(main, face.takeAnswers());
   }
 
+  void stop() { face_.stopTakingAnswers(); }
+
+  /// Ends when no answer is being written or sent any more.
   Task<void> ended() {
-    co_await face_.answersTaken();
     co_await tasks_.drained();
+    co_await face_.sendsEnded();
   }
 
  private:
@@ -127,9 +136,12 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   co_await signals.first();
   state.stopMonitoring();
   face.status(state.statusMessage());
+  // First, since a call that does not end in time ends the program.
+  answers.stop();
   signals.endAtOnceOnSecond();
   co_await state.monitoringEnded();
   co_await answers.ended();
+  co_await state.noticesPosted();
   signals.cancel();
   co_return face.lostOutput() ? 1 : 0;
 }
@@ -152,7 +164,9 @@ Task<int> passOnce(AppState& state, MonitorFace& face, StopSignals& signals) {
   };
   Task<bool> pass = state.runOnce(std::move(passEnded), stop.get_token());
   const bool allListed = co_await std::move(pass);
+  answers.stop();
   co_await answers.ended();
+  co_await state.noticesPosted();
   signals.cancel();
   co_return (allListed || stop.stop_requested()) && !face.lostOutput() ? 0 : 1;
 }
@@ -172,10 +186,10 @@ int monitor(const MonitorOptions& options, Session& session) {
   KeychainHelper& secrets = openSecrets(session);
   const std::vector<MailAccount> mailboxes = chosenMailboxes(configStore.config(), options.mailbox);
   if (mailboxes.empty()) {
-    throw std::runtime_error(
-        options.mailbox ? "no mailbox \"" + *options.mailbox +
-                              "\" is switched on; see \"halcyra-cli mailbox list\""
-                        : "no mailbox is switched on; add one with \"halcyra-cli config edit\"");
+    throw std::runtime_error(options.mailbox
+                                 ? "no mailbox \"" + *options.mailbox +
+                                       "\" is switched on; see \"halcyra-cli mailbox list\""
+                                 : "no mailbox is switched on; " + addMailboxHint(session));
   }
   secrets.storage().keys();  // says why, when the secrets cannot be read at all
   const bool hasPassword = !secrets.secretsSnapshot().imapPassword.empty();

@@ -24,11 +24,13 @@ class MonitorFace : public TriageObserver, public SuggestionPresenter {
   virtual void status(const std::string& text) = 0;
   virtual void passEnded(const MailAccount& account, PassResult result) = 0;
 
-  /// Answers suggestions until the input ends. Without an input, and in faces that take none, it
-  /// ends at once.
+  /// Answers suggestions until the input ends; faces that take no answers end at once.
   virtual Task<void> takeAnswers() { co_return; }
-  /// Ends `takeAnswers`, and then when no send is under way.
-  virtual Task<void> answersTaken() { co_return; }
+  /// Nobody will answer from here on: ends `takeAnswers`, at the latest when the answer that is
+  /// being written is done, and shows what was never shown in full.
+  virtual void stopTakingAnswers() {}
+  /// Ends when no send is under way. To be called after `takeAnswers` has ended.
+  virtual Task<void> sendsEnded() { co_return; }
 };
 
 /// The executors of a face that takes answers.

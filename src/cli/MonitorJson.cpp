@@ -1,10 +1,10 @@
 #include <unistd.h>
 
+#include "app/GeneralQuestionTabHostController.h"
 #include "classification/MarketingPrefilter.h"
 #include "cli/InputLines.h"
 #include "cli/JsonAnswers.h"
 #include "cli/MonitorFace.h"
-#include "config/ProcessedMessageStore.h"
 #include "platform/linux/JournalLog.h"
 #include "text/Json.h"
 #include "text/Trim.h"
@@ -54,8 +54,10 @@ class JsonFace : public MonitorFace {
 
   void present(Suggestion suggestion) override {
     const ParsedMail& mail = *suggestion.mail;
+    const std::string key = suggestionTabKey(mail);
+    if (answers_.isWaiting(key)) return;  // it was told, and keeps its first draft
     json event = {{"event", "suggestion"},
-                  {"key", messageKey(mail.accountId, mail.messageID)},
+                  {"key", key},
                   {"mailbox", mail.accountId},
                   {"mailboxLabel", suggestion.mailboxLabel},
                   {"messageID", mail.messageID},
@@ -81,10 +83,9 @@ class JsonFace : public MonitorFace {
     answers_.inputEnded();
   }
 
-  Task<void> answersTaken() override {
-    lines_.close();
-    co_await answers_.sendsEnded();
-  }
+  void stopTakingAnswers() override { lines_.close(); }
+
+  Task<void> sendsEnded() override { return answers_.sendsEnded(); }
 
   void passEnded(const MailAccount& account, PassResult result) override {
     tell({{"event", "pass"}, {"mailbox", account.id}, {"listed", result == PassResult::done}});

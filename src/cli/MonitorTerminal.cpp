@@ -33,7 +33,11 @@ class TerminalFace : public MonitorFace {
 
   void decided(const TriageDecision&) override {}
 
-  void present(Suggestion suggestion) override { presenter_.present(std::move(suggestion)); }
+  void present(Suggestion suggestion) override {
+    presenter_.present(std::move(suggestion));
+    if (!answering_) cards_.leave();
+    if (!std::cout) throw std::runtime_error("standard output cannot be written");
+  }
 
   void passEnded(const MailAccount&, PassResult) override {}
 
@@ -42,13 +46,16 @@ class TerminalFace : public MonitorFace {
   Task<void> takeAnswers() override {
     Task<void> obeying = cards_.obey([this] { return lines_.next(); });
     co_await std::move(obeying);
+    stopTakingAnswers();
   }
 
-  Task<void> answersTaken() override {
+  void stopTakingAnswers() override {
+    answering_ = false;
     lines_.close();
-    co_await presenter_.sendsEnded();
     cards_.leave();
   }
+
+  Task<void> sendsEnded() override { return presenter_.sendsEnded(); }
 
  private:
   // The editor has the terminal for itself.
@@ -75,6 +82,7 @@ class TerminalFace : public MonitorFace {
   TerminalPasteboard pasteboard_{std::cout};
   SuggestionCards cards_;
   GeneralQuestionPresenter presenter_;
+  bool answering_ = true;
 };
 
 }  // namespace

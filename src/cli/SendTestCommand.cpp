@@ -5,6 +5,7 @@
 #include "cli/Command.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
+#include "mail/MailAddress.h"
 #include "platform/linux/JournalLog.h"
 #include "text/ControlCharacters.h"
 #include "triage/MailSecrets.h"
@@ -47,6 +48,9 @@ Task<int> sendTo(Session& session, MailSender& sender, SharedIncomingMail incomi
 int sendTest(const SendTestOptions& options, Session& session) {
   const AppConfig config = openConfig(session).config();
   const MailAccount account = mailboxWithId(config, options.mailbox);
+  if (!extractMailAddress(options.to)) {
+    throw std::runtime_error("\"" + options.to + "\" is no mail address");
+  }
   KeychainHelper& secrets = openSecrets(session);
   MailSecrets of = mailSecretsFor(account, secrets.secretsSnapshot(), secrets);
   JournalLog log(STDERR_FILENO);

@@ -14,6 +14,9 @@ namespace {
 constexpr const char* commands =
     "s send · e edit, then send · r consider as another rule · c copy · n not now · l list";
 
+/// How long a new card needs to be noticed.
+constexpr std::chrono::seconds timeToNotice(1);
+
 // A number from 1, or 0.
 std::size_t numberIn(std::string_view text) {
   std::size_t number = 0;
@@ -89,6 +92,8 @@ Task<void> SuggestionCards::carryOut(std::string line) {
     say("No suggestion waits.");
   } else if (choosing) {
     chooseRule(*sheet, numberIn(command));
+  } else if (command == "s" && isForTheCardBefore()) {
+    co_return;
   } else if (command == "s") {
     send(*sheet);
   } else if (command == "e") {
@@ -130,10 +135,26 @@ Task<void> SuggestionCards::edit(std::shared_ptr<GeneralQuestionSheet> sheet) {
   std::optional<std::string> text = co_await std::move(editorRuns);
   editing_ = false;
   if (text && current() == sheet) {
+    const bool changed = *text != sheet->text();
     sheet->setText(std::move(*text));
-    send(*sheet);
+    if (leaving_) {
+      say("Not sent, the program ends:\n" + printable(sheet->text()));
+    } else if (!changed) {
+      say("The text is as it was; s sends it.");
+    } else {
+      send(*sheet);
+    }
   }
   refresh();
+  if (leaving_) leave();
+}
+
+// An s typed for the card that went a moment ago must not meet the one that took its place.
+bool SuggestionCards::isForTheCardBefore() {
+  if (std::chrono::steady_clock::now() - tookPlace_ > timeToNotice) return false;
+  tookPlace_ = {};
+  say("Another suggestion is on screen now; s again sends that one.");
+  return true;
 }
 
 void SuggestionCards::chooseRule(GeneralQuestionSheet& sheet, std::size_t number) {
@@ -170,8 +191,10 @@ void SuggestionCards::select(std::size_t number) {
 void SuggestionCards::refresh() {
   if (editing_ || !tabHost_ || tabHost_->tabs().empty()) return;
   tellHowSendsEnded();
+  if (leaving_) return;
   const std::size_t before = std::exchange(waiting_, tabHost_->tabs().size());
   if (!current()) {
+    if (!currentKey_.empty()) tookPlace_ = std::chrono::steady_clock::now();
     currentKey_ = tabHost_->tabs()[tabHost_->selectedIndex()].key;
     choosingRule_ = false;
     showCard(tabHost_->selectedIndex());
@@ -207,14 +230,12 @@ void SuggestionCards::closed() {
 }
 
 void SuggestionCards::leave() {
-  if (!tabHost_ || tabHost_->tabs().empty()) return;
-  say("Not answered, and marked as handled:");
+  leaving_ = true;
+  if (editing_ || !tabHost_) return;
   for (const TabEntry& tab : tabHost_->tabs()) {
-    if (!shown_.contains(tab.key)) {
-      out_ << suggestionCard(tab.sheet->suggestion(), tab.sheet->text());
-    } else {
-      say("  " + onOneLine(tab.sheet->subjectLine()) + " — " + onOneLine(tab.sheet->senderLine()));
-    }
+    if (!shown_.insert(tab.key).second) continue;
+    out_ << suggestionCard(tab.sheet->suggestion(), tab.sheet->text());
+    say("Not answered.");
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -30,8 +31,9 @@ class SuggestionCards {
   /// Carries out what the user types until the input ends.
   Task<void> obey(NextLine nextLine);
 
-  /// Tells which suggestions are left, with the card of each that was never on screen: their
-  /// messages count as handled, so this is the last place where a draft can be read.
+  /// Nobody will answer any more. Shows the card of each suggestion that was never on screen: their
+  /// messages count as handled, so this is the last place where a draft can be read. May be called
+  /// again for later ones. An edit under way is not sent.
   void leave();
 
  private:
@@ -45,6 +47,7 @@ class SuggestionCards {
   void closed();
   void showCard(std::size_t index);
   void send(GeneralQuestionSheet& sheet);
+  bool isForTheCardBefore();
   void chooseRule(GeneralQuestionSheet& sheet, std::size_t number);
   void dismiss(GeneralQuestionSheet& sheet);
   void listWaiting();
@@ -65,6 +68,9 @@ class SuggestionCards {
   bool choosingRule_ = false;
   /// The screen is the editor's.
   bool editing_ = false;
+  bool leaving_ = false;
+  /// When a card took the place of one that went, without being asked for.
+  std::chrono::steady_clock::time_point tookPlace_;
 };
 
 }  // namespace halcyra

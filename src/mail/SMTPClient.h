@@ -27,7 +27,8 @@ struct SMTPOrder {
   std::string password;
   std::string from;
   std::string to;
-  /// The whole RFC 5322 text. It goes out without dot-stuffing.
+  /// The whole RFC 5322 text. It goes out without dot-stuffing: a line of a single dot ends it, and
+  /// the server takes what follows for commands.
   std::string message;
 };
 

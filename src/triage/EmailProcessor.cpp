@@ -74,24 +74,6 @@ Task<bool> EmailProcessor::processMail(SharedIncomingMail incoming, MailSecrets 
   co_return report(c, TriageOutcome::actionFailed, false);
 }
 
-Task<bool> EmailProcessor::processForMarking(SharedIncomingMail incoming, MailSecrets secrets) {
-  Task<bool> processing = processMail(std::move(incoming), std::move(secrets));
-  const bool finished = co_await std::move(processing);
-  if (!finished) co_return false;
-  co_return recordIsKept();
-}
-
-// Says it once each time that the disk begins to fail.
-bool EmailProcessor::recordIsKept() {
-  const bool isKept = services_.processed.isOnDisk();
-  if (!isKept && recordWasKept_) {
-    services_.log.logLine(
-        "Handled messages cannot be recorded, so they stay unread at the server: make room on the "
-        "disk of the settings folder, or make it writable");
-  }
-  return recordWasKept_ = isKept;
-}
-
 Task<bool> EmailProcessor::decide(Case& c) {
   if (const auto reason = marketingSkipReason(c.mail, c.config)) {
     co_return co_await skipAsBulk(c, *reason);
@@ -116,7 +98,7 @@ Task<bool> EmailProcessor::decide(Case& c) {
 
 Task<bool> EmailProcessor::skipAsBulk(Case& c, PrefilterSkipReason reason) {
   logAbout(c, "Prefilter skip (" + std::string(skipReasonLabel(reason)) + "): " + c.shownID);
-  services_.processed.insert(c.key);
+  record(c);
   c.decision.skipReason = reason;
   Task<void> marking = markProcessedAtProvider(c, c.config.prefilterSkipTag(reason));
   co_await std::move(marking);
@@ -149,7 +131,7 @@ Task<bool> EmailProcessor::handleLowConfidence(Case& c, const ClassificationResu
     co_return report(c, TriageOutcome::lowConfidenceSkipped, false);
   }
   present(c, answer, std::nullopt);
-  services_.processed.insert(c.key);
+  record(c);
   Task<void> marking = markProcessedAtProvider(c, std::nullopt);
   co_await std::move(marking);
   co_return report(c, TriageOutcome::lowConfidenceSuggested, true);
@@ -235,12 +217,27 @@ void EmailProcessor::present(const Case& c, const ClassificationResult& answer,
 // Recorded before anything is marked at the server, so that a message marked read always has its
 // record.
 Task<bool> EmailProcessor::finish(Case& c, const MailRule& rule) {
-  services_.processed.insert(c.key);
+  record(c);
   std::optional<std::string> tag = cleanedTag(rule.mailboxTagName);
   if (tag->empty()) tag.reset();
   Task<void> marking = markProcessedAtProvider(c, std::move(tag));
   co_await std::move(marking);
   co_return report(c, TriageOutcome::actionDone, true);
+}
+
+// A message whose record did not reach the disk still counts as handled and is marked: the mark
+// keeps it from being handled again at the next start. Said once each time that the disk begins to
+// fail.
+void EmailProcessor::record(const Case& c) {
+  services_.processed.insert(c.key);
+  const bool isKept = services_.processed.isOnDisk();
+  if (!isKept && recordWasKept_) {
+    logAbout(
+        c,
+        "Handled messages cannot be recorded: make room on the disk of the settings folder, or "
+        "make it writable. Messages at the server are marked all the same.");
+  }
+  recordWasKept_ = isKept;
 }
 
 // A failure here never undoes the record: the message stays unread at the provider and is not

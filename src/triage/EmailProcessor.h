@@ -47,11 +47,6 @@ class EmailProcessor {
   /// throws; a failure is false and a log line.
   Task<bool> processMail(SharedIncomingMail incoming, MailSecrets secrets);
 
-  /// Processes a mail and tells whether it may be marked as seen: it is finished with, and its
-  /// record is on the disk. With a full disk a mail that is finished with stays unseen; the record
-  /// in memory keeps it from being handled twice.
-  Task<bool> processForMarking(SharedIncomingMail incoming, MailSecrets secrets);
-
  private:
   struct Case;
 
@@ -67,7 +62,7 @@ class EmailProcessor {
   void present(const Case& c, const ClassificationResult& answer, std::optional<MailRule> rule);
   Task<bool> finish(Case& c, const MailRule& rule);
   Task<void> markProcessedAtProvider(Case& c, std::optional<std::string> tag);
-  bool recordIsKept();
+  void record(const Case& c);
   bool report(Case& c, TriageOutcome outcome, bool handled);
   void logAbout(const Case& c, const std::string& text);
 

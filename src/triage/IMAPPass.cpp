@@ -41,14 +41,13 @@ class Pass {
 
 IMAPLogin loginOf(const IMAPPassContext& context) {
   const IMAPConnection& connection = context.connection;
-  const std::string mailbox(trimmed(connection.mailbox));
   const auto port = std::clamp<std::int64_t>(connection.port, 0, 65535);
   return {.endpoint = {.host = std::string(trimmed(connection.host)),
                        .port = static_cast<std::uint16_t>(port),
                        .implicitTLS = connection.useTLS},
           .username = std::string(trimmed(connection.username)),
           .password = context.password,
-          .mailbox = mailbox.empty() ? "INBOX" : mailbox};
+          .mailbox = connection.mailbox.empty() ? "INBOX" : connection.mailbox};
 }
 
 Task<PassResult> Pass::run() {

@@ -30,7 +30,7 @@ struct IMAPPassContext {
   StreamConnector& connector;
   Clock& clock;
   Log& log;
-  /// Hands a mail to the pipeline; true when it is finished with and may be marked as seen.
+  /// Hands a mail to the pipeline; true when it is finished with.
   std::function<Task<bool>(ParsedMail)> process;
 };
 

@@ -6,6 +6,7 @@
 
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
+#include "triage/CountedWhileAlive.h"
 #include "triage/CustomAutomationRunner.h"
 #include "triage/ForwardNotification.h"
 
@@ -32,8 +33,8 @@ Task<bool> MailRuleActions::forwardMail(RuleActionContext context, std::string a
   Task<bool> forwarding = services_.sender.forwardMail(context.incoming, std::move(address),
                                                        context.secrets.smtpPassword);
   const bool sent = co_await std::move(forwarding);
-  // Not waited for: until the message is recorded as handled, an end of the program would make it
-  // go out twice.
+  // Not waited for: until the message is recorded as handled, an end of the program would make the
+  // forward go out twice.
   if (sent && notice == ForwardNotice::notify) {
     notices_.spawn(services_.main, notifyForward(context.incoming, context.rule));
   }
@@ -75,8 +76,16 @@ Task<bool> MailRuleActions::runCustomAutomation(RuleActionContext context) {
                                  .presenter = services_.presenter,
                                  .http = services_.http,
                                  .log = services_.log});
-  Task<bool> running = runner.run(std::move(context));
-  co_return co_await std::move(running);
+  const CountedWhileAlive counted(chainsUnderWay_);
+  std::string failure;
+  try {
+    Task<bool> running = runner.run(std::move(context));
+    co_return co_await std::move(running);
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  services_.log.logLine("Custom automation broke off: " + onOneLine(failure));
+  co_return false;
 }
 
 SendReply MailRuleActions::popupSend(SharedIncomingMail incoming) {
@@ -156,7 +165,7 @@ Task<SendResult> MailRuleActions::actInstead(RuleActionContext context, std::str
                         "Settings → Custom actions.");
     }
   }
-  co_return outcome(false, "");
+  co_return SendResult{};
 }
 
 // `tag` is cleaned and not empty.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -42,6 +43,10 @@ class MailRuleActions : public RuleActions {
   Task<bool> runCustomAutomation(RuleActionContext context) override;
   SendReply popupSend(SharedIncomingMail incoming) override;
 
+  /// Is a message on its way out, or a chain under way that may have sent one? An end of the
+  /// program would leave it unknown whether it arrived, or send it again at the next start.
+  bool isSending() const { return services_.sender.isSending() || chainsUnderWay_ > 0; }
+
   /// Ends when no notification is on its way.
   Task<void> noticesPosted() { return notices_.drained(); }
 
@@ -56,6 +61,7 @@ class MailRuleActions : public RuleActions {
 
   RuleActionServices services_;
   TaskGroup notices_;
+  std::size_t chainsUnderWay_ = 0;
 };
 
 }  // namespace halcyra

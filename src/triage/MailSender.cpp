@@ -7,21 +7,11 @@
 #include "mail/OutboundMessages.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
+#include "triage/CountedWhileAlive.h"
 #include "triage/ResolvedSMTP.h"
 
 namespace halcyra {
 namespace {
-
-class Counted {
- public:
-  explicit Counted(std::size_t& count) : count_(count) { ++count_; }
-  ~Counted() { --count_; }
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
-
- private:
-  std::size_t& count_;
-};
 
 // Why the task failed, on one line, or nothing.
 Task<std::optional<std::string>> failureOf(Task<void> task) {
@@ -80,7 +70,7 @@ Task<bool> MailSender::forwardMail(SharedIncomingMail incoming, std::string forw
                                    std::string smtpPassword) {
   const std::string to(trimmed(forwardTo));
   if (to.empty()) co_return true;
-  const Counted sending(underWay_);
+  const CountedWhileAlive sending(underWay_);
   const auto from = providerSendAddress(incoming->account, incoming->config);
   if (from && usesProvider(*incoming)) {
     Task<std::optional<std::string>> trying =
@@ -111,7 +101,7 @@ Task<ReplySent> MailSender::sendReply(SharedIncomingMail incoming, std::string t
   reply.to = *to;
   if (!mail.rawRFC822.empty()) reply.references = referencesHeader(mail.rawRFC822);
 
-  const Counted sending(underWay_);
+  const CountedWhileAlive sending(underWay_);
   const auto from = providerSendAddress(incoming->account, incoming->config);
   if (from && usesProvider(*incoming)) {
     reply.from = *from;
@@ -132,8 +122,9 @@ Task<ReplySent> MailSender::sendReply(SharedIncomingMail incoming, std::string t
   Task<std::optional<std::string>> trying = sendBySMTP(order);
   const std::optional<std::string> failure = co_await std::move(trying);
   if (!failure) co_return sentThrough(smtpRoute(order));
-  services_.log.logLine("Reply send failed: " + *failure);
-  co_return notSent(*failure);
+  const std::string told = "Reply send failed: " + *failure;
+  services_.log.logLine(told);
+  co_return notSent(told);
 }
 
 // Why it was not accepted, or nothing.

@@ -55,7 +55,7 @@ struct HandOver {
 
   Task<bool> operator()(ParsedMail mail) const {
     auto incoming = std::make_shared<const IncomingMail>(std::move(mail), config, account);
-    return runOn(main, processor->processForMarking(std::move(incoming), secrets));
+    return runOn(main, processor->processMail(std::move(incoming), secrets));
   }
 };
 

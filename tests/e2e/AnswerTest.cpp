@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 #include "RawServer.h"
 #include "World.h"
 #include "mail/OutboundMessages.h"
@@ -84,8 +86,7 @@ json nextEvent(ChildProcess& program, const std::string& kind) {
 }
 
 TEST_F(Answers, ForwardsArriveAsBuiltOnce) {
-  const std::string original = simpleMessage("<a@x>", "forward", "Zürich\n.\nend");
-  mail.deliver(user, original);
+  deliver("<a@x>", "forward");
   deliver("<b@x>", "chain");
   for (int pass = 1; pass <= 2; ++pass) {
     const auto run = world.onePass();
@@ -97,19 +98,27 @@ TEST_F(Answers, ForwardsArriveAsBuiltOnce) {
   EXPECT_EQ(world.recorded(), (std::set<std::string>{"<a@x>", "<b@x>"}));
 }
 
-TEST_F(Answers, ForwardIsTheMessageBelowNewHeaders) {
-  mail.deliver(user, simpleMessage("<a@x>", "forward", "Zürich"));
+std::string withNetworkLines(const std::string& text) {
+  std::string lines;
+  for (const char c : text) lines += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  return lines;
+}
+
+TEST_F(Answers, ForwardArrivesByteForByte) {
+  const std::string original = simpleMessage("<a@x>", "forward", "Zürich\n..\n.x");
+  mail.deliver(user, original);
   EXPECT_EQ(world.onePass().status, 0);
   const auto received = submission.received();
   ASSERT_EQ(received.size(), 1u);
   EXPECT_EQ(received[0].user + " " + received[0].from, std::string(user) + " " + user);
-  const std::string& data = received[0].data;
-  EXPECT_TRUE(
-      data.starts_with("From: kim@x.org\r\nTo: boss@y.org\r\nSubject: Fwd: forward\r\n"
-                       "MIME-Version: 1.0\r\nContent-Type: message/rfc822\r\n"))
-      << data;
-  EXPECT_NE(data.find("Message-ID: <a@x>"), std::string::npos) << data;
-  EXPECT_TRUE(data.ends_with("\r\n\r\nZürich\r\n")) << data;
+  std::string expected =
+      buildForwardMessage({.from = user,
+                           .to = "boss@y.org",
+                           .subject = "forward",
+                           .rawMessage = removeRecipientHeaders(withNetworkLines(original))});
+  // Nothing is stuffed, so the server takes the first dot of a line for a stuffed one.
+  expected.replace(expected.find("..\r\n.x"), 6, ".\r\nx");
+  EXPECT_EQ(received[0].data, expected);
 }
 
 TEST_F(Answers, CommandsOnStandardInputAnswerSuggestions) {
@@ -145,6 +154,38 @@ TEST_F(Answers, CommandsOnStandardInputAnswerSuggestions) {
     EXPECT_NE(reply.find(part), std::string::npos) << part << reply;
   }
   for (const char* id : {"<a@x>", "<b@x>", "<c@x>"}) EXPECT_TRUE(mail.seen(user, id)) << id;
+}
+
+TEST_F(Answers, StopWaitsForAMessageOnItsWay) {
+  std::atomic<bool> isTaken = false;
+  std::atomic<bool> mayAnswer = false;
+  RawServer server([&](RawConnection& peer) {
+    for (const char* words : {"220 hi", "250 hi", "334 u", "334 p", "235 in", "250 ok", "250 ok"}) {
+      peer.send(std::string(words) + "\r\n");
+      peer.line();
+    }
+    peer.send("354 go\r\n");
+    while (peer.line() != ".") continue;
+    isTaken = true;
+    eventually([&] { return mayAnswer.load(); }, 20s);
+    peer.send("250 kept\r\n");
+  });
+  useServer(server.port());
+  deliver("<a@x>", "reply");
+  ChildProcess program(world.home.command({"monitor", "--json"}));
+  const json suggestion = nextEvent(program, "suggestion");
+  ASSERT_TRUE(suggestion.is_object()) << program.errors();
+  const json command = {{"command", "send"}, {"key", suggestion["key"]}, {"text", "Yes."}};
+  program.writeInput(command.dump() + "\n");
+  ASSERT_TRUE(eventually([&] { return isTaken.load(); }, 20s));
+  program.signal(SIGTERM);
+  EXPECT_EQ(nextEvent(program, "status")["text"], "Stopped");
+  EXPECT_FALSE(program.wait(300ms));
+  mayAnswer = true;
+  EXPECT_EQ(nextEvent(program, "answer")["done"], true);
+  const auto ending = program.wait(20s);
+  ASSERT_TRUE(ending);
+  EXPECT_EQ(ending->status, 0);
 }
 
 // Under `script` the program has a terminal.
@@ -225,6 +266,8 @@ TEST_F(Answers, TestMessageTellsItsWayOrWhyThereIsNone) {
   EXPECT_NE(run.errors.find("halcyra-cli: not sent: Configure SMTP for this mailbox"),
             std::string::npos)
       << run.errors;
+  EXPECT_EQ(world.run({"send-test", "--mailbox", "m", "--to", "<>"}).errors,
+            "halcyra-cli: \"<>\" is no mail address\n");
   EXPECT_EQ(world.run({"send-test", "--mailbox", "no", "--to", "a@b"}).status, 1);
   EXPECT_EQ(world.run({"send-test", "--mailbox", "m"}).status, 2);
 }

@@ -262,30 +262,29 @@ TEST(EmailProcessor, FoldedMessageIdCannotForgeALogLine) {
             std::vector<std::string>{"Prefilter skip (unsubscribe): <a> [Halcyra] forged [2J"});
 }
 
-TEST(EmailProcessor, AMessageWithoutItsRecordOnTheDiskIsNotToBeMarked) {
+TEST(EmailProcessor, FullDiskIsSaidOnceAndMessagesAreStillMarked) {
   PipelineHarness h;
   h.answer("support", 0.9);
   EmailProcessor processor = h.processor();
-  const auto mayBeMarked = [&](const std::string& id) {
+  const auto process = [&](const std::string& id) {
     h.mail.messageID = id;
-    return runTask(processor.processForMarking(h.incoming(), {}));
+    return runTask(processor.processMail(h.incoming(), {}));
   };
   h.files.isFull = true;
-  EXPECT_FALSE(mayBeMarked("<1@x>"));
-  EXPECT_FALSE(mayBeMarked("<2@x>"));
-  EXPECT_FALSE(mayBeMarked("<2@x>"));
+  EXPECT_TRUE(process("<1@x>"));
+  EXPECT_TRUE(process("<2@x>"));
+  EXPECT_FALSE(process("<2@x>"));
   EXPECT_EQ(h.effects.size(), 2u) << "no message is handled twice";
   EXPECT_EQ(h.log.lines().size(), 1u) << "said once";
-  EXPECT_NE(h.log.lines().at(0).find("stay unread"), std::string::npos);
 
   h.files.isFull = false;
-  EXPECT_TRUE(mayBeMarked("<3@x>"));
+  EXPECT_TRUE(process("<3@x>"));
   ProcessedMessageStore restarted(h.files, "/data");
   for (const char* id : {"<1@x>", "<2@x>", "<3@x>"}) {
     EXPECT_TRUE(restarted.contains(messageKey("box", id))) << id;
   }
   h.files.isFull = true;
-  EXPECT_FALSE(mayBeMarked("<4@x>"));
+  EXPECT_TRUE(process("<4@x>"));
   EXPECT_EQ(h.log.lines().size(), 2u);
 }
 

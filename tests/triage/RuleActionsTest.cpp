@@ -131,7 +131,22 @@ const RouteCase routes[] = {
      {},
      {"Forward failed: Expected 250, got: 550 no"},
      {"Reply send failed: Expected 250, got: 550 no"},
-     "Expected 250, got: 550 no"},
+     "Reply send failed: Expected 250, got: 550 no"},
+    {"Both ways fail",
+     [](auto& h) {
+       h.useProvider(GoogleGmail{});
+       h.markingFails = true;
+       h.servers.refused = "AUTH";
+     },
+     false,
+     {"provider forward me@x boss@x"},
+     {"provider reply me@x ann@y <0@y> Yes."},
+     {},
+     {"Provider forward failed, trying SMTP: no route",
+      "Forward failed: Expected 334, got: 550 no"},
+     {"Provider reply send failed, trying SMTP: no route",
+      "Reply send failed: Expected 334, got: 550 no"},
+     "Reply send failed: Expected 334, got: 550 no"},
 };
 
 TEST(RuleActions, MailGoesThroughTheProviderFirstAndBySMTPOtherwise) {

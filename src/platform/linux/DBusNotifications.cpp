@@ -57,7 +57,9 @@ Bus openSessionBus(Deadline deadline) {
     if (ready > 0) return bus;
     const int processed = ready < 0 ? ready : sd_bus_process(bus.get(), nullptr);
     if (processed < 0) throw NoService();
-    if (processed == 0) checked(sd_bus_wait(bus.get(), microsecondsUntil(deadline)));
+    if (processed != 0) continue;
+    const int waited = sd_bus_wait(bus.get(), microsecondsUntil(deadline));
+    if (waited != -EINTR) checked(waited);
   }
 }
 
