@@ -9,6 +9,7 @@
 #include "mail/SMTPError.h"
 #include "text/Base64.h"
 #include "text/Trim.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {

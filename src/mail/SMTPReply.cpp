@@ -1,7 +1,6 @@
 #include "mail/SMTPReply.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "text/Utf8.h"
 
@@ -51,21 +50,6 @@ SMTPError wrongReply(std::string_view line, std::span<const std::string_view> co
   const std::string text =
       codes.size() == 1 ? "Expected " + std::string(codes.front()) + ", got: " : "Unexpected: ";
   return SMTPError::protocolError(text + std::string(line));
-}
-
-std::string withoutSecrets(std::string text, std::span<const std::string> secrets) {
-  std::vector<std::string_view> longestFirst(secrets.begin(), secrets.end());
-  std::erase_if(longestFirst, [](std::string_view secret) { return secret.empty(); });
-  std::ranges::sort(longestFirst, std::ranges::greater(), &std::string_view::size);
-  for (const std::string_view secret : longestFirst) {
-    std::string masked;
-    std::size_t from = 0;
-    for (std::size_t at; (at = text.find(secret, from)) != text.npos; from = at + secret.size()) {
-      masked.append(text, from, at - from).append("***");
-    }
-    text = masked.append(text, from);
-  }
-  return text;
 }
 
 }  // namespace halcyra

@@ -45,7 +45,4 @@ bool beginsWithOneOf(std::string_view line, std::span<const std::string_view> co
 /// The failure for a line that begins with none of the codes.
 SMTPError wrongReply(std::string_view line, std::span<const std::string_view> codes);
 
-/// The text with each occurrence of a secret replaced by "***", longer secrets first.
-std::string withoutSecrets(std::string text, std::span<const std::string> secrets);
-
 }  // namespace halcyra

@@ -8,6 +8,7 @@
 #include "support/Dialogue.h"
 #include "support/RecordingLog.h"
 #include "support/RunTask.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {
