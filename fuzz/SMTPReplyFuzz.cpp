@@ -10,6 +10,7 @@
 
 #include "mail/SMTPReply.h"
 #include "text/Utf8.h"
+#include "text/WithoutSecrets.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/BuildValues.h"
+#include "platform/Endpoints.h"
 #include "platform/FileStore.h"
 
 namespace halcyra {
@@ -42,5 +43,12 @@ Paths pathsFrom(const Variables& variables);
 BuildValues readBuildValues(FileStore& files, const Variables& variables,
                             const std::filesystem::path& executable,
                             const std::filesystem::path& installed);
+
+/// The web services' addresses: the real ones, or those of the JSON object in the file that
+/// HALCYRA_ENDPOINTS names, which replaces any of them by stand-ins on this machine. Its keys are
+/// the fields of Endpoints, its values http or https addresses with a host in 127.0.0.0/8, ::1 or
+/// localhost and perhaps a path. Throws EnvironmentError for anything else, so that mail and tokens
+/// never go to another machine; throws FileError when the file cannot be read.
+Endpoints readEndpoints(FileStore& files, const Variables& variables);
 
 }  // namespace halcyra

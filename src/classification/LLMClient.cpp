@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "text/Case.h"
 #include "text/Graphemes.h"
 #include "text/Json.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {
@@ -99,8 +101,10 @@ Task<std::string> LLMClient::complete(std::string system, std::string user, std:
   Task<HttpResponse> answer = exchange(requestFor(system, graphemePrefix(user, limit), format));
   const HttpResponse response = co_await std::move(answer);
   if (response.status < 200 || response.status > 299) {
-    const bool readable = isValidUtf8(response.body);
-    throw LLMError::http(response.status, readable ? withoutKey(response.body) : std::string());
+    if (!isValidUtf8(response.body)) throw LLMError::http(response.status, "");
+    // Some services repeat the key they refuse.
+    throw LLMError::http(response.status,
+                         withoutSecrets(response.body, std::span(&settings_.apiKey, 1)));
   }
   co_return replyText(response.body);
 }
@@ -135,19 +139,6 @@ HttpRequest LLMClient::requestFor(const std::string& system, std::string_view us
   request.timeout = std::chrono::seconds(120);
   request.answerLimit = 8u << 20;
   return request;
-}
-
-// Some services repeat the key they refuse.
-std::string LLMClient::withoutKey(std::string text) const {
-  const std::string& key = settings_.apiKey;
-  if (key.empty()) return text;
-  std::string kept;
-  std::size_t position = 0;
-  for (std::size_t found; (found = text.find(key, position)) != std::string::npos;) {
-    kept.append(text, position, found - position).append("***");
-    position = found + key.size();
-  }
-  return kept.append(text, position);
 }
 
 }  // namespace halcyra

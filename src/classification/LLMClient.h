@@ -44,7 +44,6 @@ class LLMClient {
                              Format format);
   Task<HttpResponse> exchange(HttpRequest request);
   HttpRequest requestFor(const std::string& system, std::string_view user, Format format) const;
-  std::string withoutKey(std::string text) const;
 
   HttpClient& http_;
   LLMSettings settings_;

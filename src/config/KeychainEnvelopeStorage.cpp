@@ -74,13 +74,13 @@ void KeychainEnvelopeStorage::writeSecret(const std::string& value, const std::s
     if (found != entries.end() && found->second == value) return;
     entries[key] = value;
   }
-  if (const KeychainStatus status = writeEnvelope(); status != KeychainStatus::success) {
-    fail(status);
-  }
+  persist();
 }
 
 void KeychainEnvelopeStorage::removeSecret(const std::string& key) {
-  writeSecret("", key);
+  const std::scoped_lock hold(lock_);
+  loadedEntries().erase(key);
+  persist();
 }
 
 std::vector<std::string> KeychainEnvelopeStorage::keys() {
@@ -144,6 +144,12 @@ KeychainEnvelopeStorage::Loading KeychainEnvelopeStorage::migrate() {
   }
   for (const std::string& account : old.accounts) keychain_.remove(account);
   return {};
+}
+
+void KeychainEnvelopeStorage::persist() {
+  if (const KeychainStatus status = writeEnvelope(); status != KeychainStatus::success) {
+    fail(status);
+  }
 }
 
 KeychainStatus KeychainEnvelopeStorage::writeEnvelope() {

@@ -39,7 +39,8 @@ class KeychainEnvelopeStorage {
   /// be read nothing is changed; when it could not be written the change stays in memory.
   void writeSecret(const std::string& value, const std::string& key);
 
-  /// Throws KeychainError.
+  /// Writes the envelope even when there is no such entry, since an earlier removal may not have
+  /// reached the keychain. Throws KeychainError.
   void removeSecret(const std::string& key);
 
   /// The keys in ascending order. Throws KeychainError when the keychain cannot be read.
@@ -62,6 +63,7 @@ class KeychainEnvelopeStorage {
   Loading ensureLoaded();
   Loading migrate();
   KeychainStatus writeEnvelope();
+  void persist();
   Entries& loadedEntries();
   [[noreturn]] void fail(KeychainStatus status) const;
 

@@ -60,9 +60,19 @@ std::string KeychainHelper::llmAPIKey() {
 }
 
 void KeychainHelper::invalidateSecretCaches() {
+  std::function<void()> observer;
+  {
+    const std::scoped_lock hold(snapshotLock_);
+    snapshot_.reset();
+    smtpPasswords_.clear();
+    observer = invalidationObserver_;
+  }
+  if (observer) observer();
+}
+
+void KeychainHelper::setInvalidationObserver(std::function<void()> observer) {
   const std::scoped_lock hold(snapshotLock_);
-  snapshot_.reset();
-  smtpPasswords_.clear();
+  invalidationObserver_ = std::move(observer);
 }
 
 std::string KeychainHelper::buildSetting(std::string_view key) const {

@@ -48,8 +48,12 @@ class KeychainHelper {
   /// The key to use for the model, empty when there is none.
   std::string llmAPIKey();
 
-  /// Forgets what is cached. Call after secrets were saved.
+  /// Forgets what is cached, here and by the observer. Call after secrets were saved.
   void invalidateSecretCaches();
+
+  /// Called, without any lock held, whenever the caches are invalidated: for the one cache of
+  /// secrets that lives above this class. An empty function ends it.
+  void setInvalidationObserver(std::function<void()> observer);
 
   /// A value of the build: trimmed, without one pair of enclosing double quotes, empty when unset.
   std::string buildSetting(std::string_view key) const;
@@ -67,6 +71,7 @@ class KeychainHelper {
   std::mutex snapshotLock_;  // taken before the storage's own lock, never after it
   std::optional<SecretsSnapshot> snapshot_;
   std::map<std::string, std::string> smtpPasswords_;
+  std::function<void()> invalidationObserver_;
 };
 
 }  // namespace halcyra

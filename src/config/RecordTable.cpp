@@ -9,6 +9,9 @@ namespace {
 // 2^63, exactly a double; the largest 64-bit integer is not.
 constexpr double beyondWholeNumbers = 9223372036854775808.0;
 
+constexpr Date dateOrigin = std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);
+constexpr double farthestSeconds = 8e9;  // about 250 years, which a Date still holds
+
 bool isPlainWord(std::string_view key) {
   return !key.empty() && std::all_of(key.begin(), key.end(), [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
@@ -64,16 +67,22 @@ void decodeValue(const nlohmann::json& json, double& value, const Place& place) 
   value = json.get<double>();
 }
 
-void decodeValue(const nlohmann::json& json, std::map<std::string, std::string>& value,
-                 const Place& place) {
-  if (!json.is_object()) place.fail("expected an object");
-  value.clear();
-  for (const auto& [key, text] : json.items()) decodeValue(text, value[key], Place(place, key));
+void decodeValue(const nlohmann::json& json, Date& value, const Place& place) {
+  using std::chrono::microseconds;
+  double seconds = 0;
+  decodeValue(json, seconds, place);
+  seconds = std::clamp(seconds, -farthestSeconds, farthestSeconds);
+  value = dateOrigin + microseconds(std::llround(seconds * 1e6));
 }
 
 nlohmann::json encodeValue(double value) {
   if (!std::isfinite(value)) throw ConfigError("A number of the configuration is not finite.");
   return value;
+}
+
+nlohmann::json encodeValue(Date value) {
+  const auto since = std::chrono::round<std::chrono::microseconds>(value - dateOrigin);
+  return static_cast<double>(since.count()) / 1e6;
 }
 
 void failUnknownRawString(const nlohmann::json& json, std::span<const std::string_view> known,

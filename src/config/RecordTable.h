@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -75,9 +77,10 @@ void decodeValue(const nlohmann::json& json, bool& value, const Place& place);
 /// Accepts 993.0 as a whole number.
 void decodeValue(const nlohmann::json& json, std::int64_t& value, const Place& place);
 void decodeValue(const nlohmann::json& json, double& value, const Place& place);
+/// A number of seconds since 2001-01-01 00:00:00 UTC, read to the microsecond.
+using Date = std::chrono::system_clock::time_point;
+void decodeValue(const nlohmann::json& json, Date& value, const Place& place);
 void decodeValue(const nlohmann::json& json, Kind& value, const Place& place);
-void decodeValue(const nlohmann::json& json, std::map<std::string, std::string>& value,
-                 const Place& place);
 
 nlohmann::json encodeValue(const Kind& value);
 inline nlohmann::json encodeValue(const std::string& value) {
@@ -90,9 +93,7 @@ inline nlohmann::json encodeValue(std::int64_t value) {
   return value;
 }
 nlohmann::json encodeValue(double value);
-inline nlohmann::json encodeValue(const std::map<std::string, std::string>& value) {
-  return value;
-}
+nlohmann::json encodeValue(Date value);
 
 [[noreturn]] void failUnknownRawString(const nlohmann::json& json,
                                        std::span<const std::string_view> known, const Place& place);
@@ -129,8 +130,38 @@ void decodeValue(const nlohmann::json& json, Record& record, const Place& place)
 template <class Record>
 requires HasTable<Record> nlohmann::json encodeValue(const Record& record) {
   nlohmann::json json = nlohmann::json::object();
-  for (const Field<Record>& field : fieldsOf<Record>()) json[field.name] = field.encode(record);
+  for (const Field<Record>& field : fieldsOf<Record>()) {
+    nlohmann::json value = field.encode(record);
+    if (!value.is_null()) json[field.name] = std::move(value);
+  }
   return json;
+}
+
+template <class Value>
+void decodeValue(const nlohmann::json& json, std::map<std::string, Value>& values,
+                 const Place& place) {
+  if (!json.is_object()) place.fail("expected an object");
+  values.clear();
+  for (const auto& [key, value] : json.items()) decodeValue(value, values[key], Place(place, key));
+}
+
+template <class Value>
+nlohmann::json encodeValue(const std::map<std::string, Value>& values) {
+  nlohmann::json json = nlohmann::json::object();
+  for (const auto& [key, value] : values) json[key] = encodeValue(value);
+  return json;
+}
+
+/// Nothing is null, which a record leaves out.
+template <class Value>
+void decodeValue(const nlohmann::json& json, std::optional<Value>& value, const Place& place) {
+  value.reset();
+  if (!json.is_null()) decodeValue(json, value.emplace(), place);
+}
+
+template <class Value>
+nlohmann::json encodeValue(const std::optional<Value>& value) {
+  return value ? encodeValue(*value) : nlohmann::json();
 }
 
 template <class Element>

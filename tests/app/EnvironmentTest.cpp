@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "support/FailureText.h"
 #include "support/MemoryFiles.h"
 
 namespace halcyra {
@@ -76,6 +77,61 @@ TEST(Environment, BuildValuesComeFromTheFirstFileThereIs) {
           << error.what();
     }
   }
+}
+
+TEST(Environment, EndpointsStayOnThisMachine) {
+  MemoryFiles files;
+  const auto read = [&](const std::string& text) {
+    files.contents = {{"/e.json", text}};
+    return readEndpoints(files, variablesOf({{"HALCYRA_ENDPOINTS", "/e.json"}}));
+  };
+  const auto failure = [&](const std::string& text) {
+    return failureText<EnvironmentError>([&] { read(text); });
+  };
+  EXPECT_EQ(readEndpoints(files, variablesOf({})), Endpoints());
+  EXPECT_EQ(read("{}"), Endpoints());
+  EXPECT_EQ(read(R"({"google":"http://127.0.0.1:1/","googleAccounts":"http://localhost:65535/a/b",
+                     "googleToken":"https://[::1]:8443","microsoftLogin":"http://127.255.0.9",
+                     "graph":"http://LOCALHOST"})"),
+            (Endpoints{"http://127.0.0.1:1", "http://localhost:65535/a/b", "https://[::1]:8443",
+                       "http://127.255.0.9", "http://LOCALHOST"}));
+  for (const char* elsewhere : {"\"https://www.googleapis.com\"",
+                                "\"http://localhost.example.org\"",
+                                "\"http://localhost:80@example.org\"",
+                                "\"http://127.0.0.1@example.org/\"",
+                                "\"http://127.0.0.1.example.org\"",
+                                "\"http://128.0.0.1\"",
+                                "\"http://127.1\"",
+                                "\"http://0.0.0.0\"",
+                                "\"http://[::]\"",
+                                "\"http://::1\"",
+                                "\"http://[127.0.0.1]\"",
+                                "\"http://localhost:0\"",
+                                "\"http://localhost:65536\"",
+                                "\"http://localhost:\"",
+                                "\"http://\"",
+                                "\"localhost\"",
+                                "\"ftp://localhost\"",
+                                "\"http://localhost/?x=1\"",
+                                "\"http://localhost/a b\"",
+                                "\"http://localhost\\\\example.org\"",
+                                "7",
+                                "null"}) {
+    EXPECT_EQ(failure("{\"graph\":" + std::string(elsewhere) + "}"),
+              "/e.json: graph must be an http or https address on this machine, such as "
+              "http://127.0.0.1:8080; HALCYRA_ENDPOINTS allows no other")
+        << elsewhere;
+  }
+  EXPECT_EQ(failure(R"({"Graph":"http://localhost"})"),
+            "/e.json: \"Graph\" is not one of google, googleAccounts, googleToken, microsoftLogin, "
+            "graph");
+  EXPECT_EQ(failure("[]"), "/e.json: expected a JSON object.");
+  EXPECT_EQ(failure("{"), "/e.json: Not valid JSON at line 1, column 2.");
+  files.contents.clear();
+  EXPECT_EQ(failureText<EnvironmentError>([&] {
+              readEndpoints(files, variablesOf({{"HALCYRA_ENDPOINTS", "/e.json"}}));
+            }),
+            "/e.json does not exist; HALCYRA_ENDPOINTS must name a JSON file");
 }
 
 }  // namespace

@@ -1,0 +1,72 @@
+#include "signin/TokenResponses.h"
+
+#include <algorithm>
+#include <array>
+
+#include "config/RecordTable.h"
+#include "text/Json.h"
+
+namespace halcyra {
+namespace {
+
+constexpr std::int64_t hundredYears = 100LL * 365 * 24 * 3600;
+
+}  // namespace
+
+template <>
+std::span<const Field<TokenResponse>> fieldsOf() {
+  using R = TokenResponse;
+  static constexpr std::array fields = {
+      field<&R::access_token>("access_token", Absent::fails),
+      field<&R::refresh_token>("refresh_token", Absent::isDefault),
+      field<&R::expires_in>("expires_in", Absent::isDefault),
+  };
+  return fields;
+}
+
+template <>
+std::span<const Field<RefreshTokenResponse>> fieldsOf() {
+  using R = RefreshTokenResponse;
+  static constexpr std::array fields = {
+      field<&R::access_token>("access_token", Absent::fails),
+      field<&R::expires_in>("expires_in", Absent::fails),
+  };
+  return fields;
+}
+
+template <>
+std::span<const Field<RefreshResponse>> fieldsOf() {
+  using R = RefreshResponse;
+  static constexpr std::array fields = {
+      field<&R::access_token>("access_token", Absent::fails),
+      field<&R::refresh_token>("refresh_token", Absent::isDefault),
+      field<&R::expires_in>("expires_in", Absent::fails),
+  };
+  return fields;
+}
+
+template <class Response>
+Response decodeTokenResponse(std::string_view body) {
+  Response response;
+  decodeValue(parseJson(body), response, Place());
+  return response;
+}
+
+template TokenResponse decodeTokenResponse(std::string_view body);
+template RefreshTokenResponse decodeTokenResponse(std::string_view body);
+template RefreshResponse decodeTokenResponse(std::string_view body);
+
+// The provider's number may be anything; a TimePoint does not reach much further.
+TimePoint expiryAfter(const Clock& clock, std::int64_t expiresIn) {
+  return clock.now() + std::chrono::seconds(std::clamp(expiresIn, -hundredYears, hundredYears));
+}
+
+OAuthStoredCredential credentialOf(const TokenResponse& response, const Clock& clock) {
+  OAuthStoredCredential credential;
+  credential.accessToken = response.access_token;
+  credential.refreshToken = response.refresh_token;
+  if (response.expires_in) credential.expiresAt = expiryAfter(clock, *response.expires_in);
+  return credential;
+}
+
+}  // namespace halcyra
