@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/SendingWarnings.h"
 #include "config/ConfigJson.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
@@ -129,6 +130,7 @@ std::vector<std::string> configWarnings(const AppConfig& config) {
   warnOfIds("mailAccounts", config.mailAccounts, warnings);
   warnOfRules(config, warnings);
   warnOfIds("rules", config.rules, warnings);
+  for (std::string& warning : sendingWarnings(config)) warnings.push_back(std::move(warning));
   if (config.llmMaxBodyChars <= 0) {
     warnings.push_back("llmMaxBodyChars: is not above 0, so the model gets no mail text");
   }

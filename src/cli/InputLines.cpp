@@ -16,6 +16,8 @@ namespace {
 // A command may hold a reply with a long quotation.
 constexpr std::size_t longestLine = 16u << 20;
 
+constexpr std::size_t keptOfLongLine = 1000;
+
 constexpr int forever = -1;
 constexpr int backgroundLookMilliseconds = 500;
 
@@ -41,17 +43,24 @@ class InputLines::Reader {
     while (!closed_) {
       const std::size_t end = buffer_.find('\n', searched);
       if (end != std::string::npos) return takeLine(end);
+      if (buffer_.size() > longestLine) cutLine();
       searched = buffer_.size();
-      if (searched > longestLine || !waitForInput() || !readMore()) return std::nullopt;
+      if (!waitForInput() || !readMore()) return std::nullopt;
     }
     return std::nullopt;
   }
 
  private:
   std::string takeLine(std::size_t end) {
-    std::string line = buffer_.substr(0, end);
+    std::string line = cutLine_ ? std::move(*cutLine_) : buffer_.substr(0, end);
+    cutLine_.reset();
     buffer_.erase(0, end + 1);
     return repairedUtf8(std::move(line));
+  }
+
+  void cutLine() {
+    if (!cutLine_) cutLine_ = buffer_.substr(0, keptOfLongLine);
+    buffer_.clear();
   }
 
   bool inBackground() const { return isatty(input_) && tcgetpgrp(input_) != getpgrp(); }
@@ -85,6 +94,8 @@ class InputLines::Reader {
   const int closing_;
   std::atomic<bool> closed_ = false;
   std::string buffer_;
+  /// What is kept of the line that is being read, when it is too long.
+  std::optional<std::string> cutLine_;
 };
 
 namespace {

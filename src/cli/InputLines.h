@@ -17,8 +17,8 @@ class InputLines {
   InputLines(Executor blocking, int descriptor);
   ~InputLines();
 
-  /// The next line as valid UTF-8 without its line end; nothing when the input has ended, failed
-  /// or brought a line over 16 MB, and after `close`. One call at a time.
+  /// The next line as valid UTF-8 without its line end, of one over 16 MB the beginning; nothing
+  /// when the input has ended or failed, and after `close`. One call at a time.
   Task<std::optional<std::string>> next();
 
   /// Ends a `next` under way and all later ones.

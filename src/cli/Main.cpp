@@ -29,6 +29,8 @@ int main(int argc, char** argv) {
   reserveStandardDescriptors();
   // A reader that went away is an error of the next write, not the end of the process.
   std::signal(SIGPIPE, SIG_IGN);
+  // So is a limit on the size of files.
+  std::signal(SIGXFSZ, SIG_IGN);
   halcyra::Composition composition(halcyra::processVariable, HALCYRA_INSTALLED_INFO);
   halcyra::Session session{composition, std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) == 1};
   return halcyra::runCommandLine({argv + 1, argv + argc}, HALCYRA_VERSION, commands, session);

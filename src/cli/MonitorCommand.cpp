@@ -80,9 +80,11 @@ class StopSignals {
     co_return !cancelled;
   }
 
-  void endAtOnceOnSecond() {
-    signals_.async_wait([](boost::system::error_code cancelled, int) {
-      if (!cancelled) std::_Exit(0);
+  /// `uncertain` is what to say, once, when mail is on its way out.
+  void endAtOnceOnSecond(std::function<void()> uncertain) {
+    if (state_.isSendingMail()) uncertain();
+    signals_.async_wait([this](boost::system::error_code cancelled, int) {
+      if (!cancelled) std::_Exit(state_.isSendingMail() ? 1 : 0);
     });
     endAfterGrace();
   }
@@ -129,6 +131,12 @@ class Answers {
   TaskGroup tasks_;
 };
 
+void tellUncertainSend(MonitorFace& face) {
+  face.status(
+      "A message is still being sent; a second signal ends without waiting, and it may go out "
+      "twice.");
+}
+
 Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   Answers answers(co_await boost::asio::this_coro::executor, face);
   state.startMonitoring();
@@ -138,7 +146,7 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   face.status(state.statusMessage());
   // First, since a call that does not end in time ends the program.
   answers.stop();
-  signals.endAtOnceOnSecond();
+  signals.endAtOnceOnSecond([&face] { tellUncertainSend(face); });
   co_await state.monitoringEnded();
   co_await answers.ended();
   co_await state.noticesPosted();
@@ -146,17 +154,17 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   co_return face.lostOutput() ? 1 : 0;
 }
 
-Task<void> stopOnSignal(StopSignals& signals, std::stop_source stop) {
+Task<void> stopOnSignal(StopSignals& signals, MonitorFace& face, std::stop_source stop) {
   const bool signalled = co_await signals.first();
   if (!signalled) co_return;
   stop.request_stop();
-  signals.endAtOnceOnSecond();
+  signals.endAtOnceOnSecond([&face] { tellUncertainSend(face); });
 }
 
 Task<int> passOnce(AppState& state, MonitorFace& face, StopSignals& signals) {
   std::stop_source stop;
   const Executor executor = co_await boost::asio::this_coro::executor;
-  Task<void> stopping = stopOnSignal(signals, stop);
+  Task<void> stopping = stopOnSignal(signals, face, stop);
   boost::asio::co_spawn(executor, std::move(stopping), boost::asio::detached);
   Answers answers(executor, face);
   PassObserver passEnded = [&face](const MailAccount& account, PassResult result) {
@@ -213,7 +221,10 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .onlyMailbox = options.mailbox});
   StopSignals signals(app.mainContext().get_executor(), state);
   face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
-  return app.run(options.once ? passOnce(state, *face, signals) : watch(state, *face, signals));
+  const int exitCode =
+      app.run(options.once ? passOnce(state, *face, signals) : watch(state, *face, signals));
+  if (face->lostOutput()) complain(session.err, "standard output cannot be written");
+  return exitCode;
 }
 
 }  // namespace

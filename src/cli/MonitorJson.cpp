@@ -5,6 +5,7 @@
 #include "cli/InputLines.h"
 #include "cli/JsonAnswers.h"
 #include "cli/MonitorFace.h"
+#include "mail/MailAddress.h"
 #include "platform/linux/JournalLog.h"
 #include "text/Json.h"
 #include "text/Trim.h"
@@ -56,15 +57,12 @@ class JsonFace : public MonitorFace {
     const ParsedMail& mail = *suggestion.mail;
     const std::string key = suggestionTabKey(mail);
     if (answers_.isWaiting(key)) return;  // it was told, and keeps its first draft
-    json event = {{"event", "suggestion"},
-                  {"key", key},
-                  {"mailbox", mail.accountId},
-                  {"mailboxLabel", suggestion.mailboxLabel},
-                  {"messageID", mail.messageID},
-                  {"subject", mail.subject},
-                  {"from", mail.from},
-                  {"draft", suggestion.draft},
-                  {"ruleOptions", ruleOptions(suggestion.ruleOverrides)}};
+    json event = {
+        {"event", "suggestion"},       {"key", key},
+        {"mailbox", mail.accountId},   {"mailboxLabel", suggestion.mailboxLabel},
+        {"messageID", mail.messageID}, {"subject", mail.subject},
+        {"from", mail.from},           {"replyTo", extractMailAddress(mail.from).value_or("")},
+        {"draft", suggestion.draft},   {"ruleOptions", ruleOptions(suggestion.ruleOverrides)}};
     if (suggestion.rule) {
       event["ruleId"] = suggestion.rule->id;
       event["ruleName"] = suggestion.rule->displayName;

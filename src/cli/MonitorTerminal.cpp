@@ -34,6 +34,7 @@ class TerminalFace : public MonitorFace {
   void decided(const TriageDecision&) override {}
 
   void present(Suggestion suggestion) override {
+    suggestion.draft = printable(suggestion.draft);  // what is sent is what was seen
     presenter_.present(std::move(suggestion));
     if (!answering_) cards_.leave();
     if (!std::cout) throw std::runtime_error("standard output cannot be written");
@@ -46,6 +47,7 @@ class TerminalFace : public MonitorFace {
   Task<void> takeAnswers() override {
     Task<void> obeying = cards_.obey([this] { return lines_.next(); });
     co_await std::move(obeying);
+    if (answering_) status("The input has ended; suggestions are only shown from here on.");
     stopTakingAnswers();
   }
 

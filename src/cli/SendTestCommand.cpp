@@ -5,9 +5,11 @@
 #include "cli/Command.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
+#include "cli/SendingWarnings.h"
 #include "mail/MailAddress.h"
 #include "platform/linux/JournalLog.h"
 #include "text/ControlCharacters.h"
+#include "text/Trim.h"
 #include "triage/MailSecrets.h"
 #include "triage/MailSender.h"
 
@@ -18,6 +20,14 @@ struct SendTestOptions {
   std::string mailbox;
   std::string to;
 };
+
+// An address, or a name before one in angle brackets; the test goes to nobody else.
+bool isOneAddress(std::string_view text) {
+  text = trimmed(text);
+  const std::optional<std::string> address = extractMailAddress(text);
+  return address && isPlainAddress(*address) && onOneLine(text) == text &&
+         (text == *address || text.ends_with(" <" + *address + ">"));
+}
 
 // A message that the test answers, so that it takes the way of a reply from its first step.
 SharedIncomingMail pretendedMail(const AppConfig& config, const MailAccount& account,
@@ -34,10 +44,15 @@ Task<int> sendTo(Session& session, MailSender& sender, SharedIncomingMail incomi
   const std::string label = incoming->config.mailboxLabel(incoming->account.id);
   std::string text = "This is a test. Replies from the mailbox \"" + label +
                      "\" take the way that this message took.";
+  const std::string hint =
+      smtpPassword.empty()
+          ? " (no smtp.password is stored; \"halcyra-cli secret set smtp.password\" "
+            "stores one, \"halcyra-cli config edit\" names the server)"
+          : "";
   Task<ReplySent> sending = sender.sendReply(incoming, std::move(text), std::move(smtpPassword));
   const ReplySent sent = co_await std::move(sending);
   if (!sent.succeeded) {
-    complain(session.err, "not sent: " + sent.message.value_or(""));
+    complain(session.err, "not sent: " + sent.message.value_or("") + hint);
     co_return 1;
   }
   session.out << "sent to " << onOneLine(incoming->mail.from) << " through "
@@ -48,8 +63,8 @@ Task<int> sendTo(Session& session, MailSender& sender, SharedIncomingMail incomi
 int sendTest(const SendTestOptions& options, Session& session) {
   const AppConfig config = openConfig(session).config();
   const MailAccount account = mailboxWithId(config, options.mailbox);
-  if (!extractMailAddress(options.to)) {
-    throw std::runtime_error("\"" + options.to + "\" is no mail address");
+  if (!isOneAddress(options.to)) {
+    throw std::runtime_error("\"" + options.to + "\" is not one mail address");
   }
   KeychainHelper& secrets = openSecrets(session);
   MailSecrets of = mailSecretsFor(account, secrets.secretsSnapshot(), secrets);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/SuggestionTexts.h"
+#include "mail/MailAddress.h"
 #include "text/Base64.h"
 #include "text/ControlCharacters.h"
 #include "text/Graphemes.h"
@@ -66,6 +67,7 @@ std::string suggestionCard(const Suggestion& suggestion, std::string_view reply)
           (suggestion.rule ? onOneLine(suggestion.rule->displayName) : "none (low confidence)") +
           "\n";
   card += "From: " + onOneLine(shownSender(mail)) + "\n";
+  card += "Reply to: " + onOneLine(extractMailAddress(mail.from).value_or("no address")) + "\n";
   card += "Subject: " + onOneLine(shownSubject(mail)) + "\n";
   card += rule(texts::originalCaption);
   card += foldedText(mail.bodyText, cardColumns, originalLines);

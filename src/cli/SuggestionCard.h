@@ -12,7 +12,8 @@ namespace halcyra {
 /// the last of which then says how much is missing. `columns` and `lines` are at least 2.
 std::string foldedText(std::string_view text, std::size_t columns, std::size_t lines);
 
-/// A suggestion as a person reads it in a terminal: mailbox, rule, sender, subject, the original on
+/// A suggestion as a person reads it in a terminal: mailbox, rule, sender, subject, the
+/// address that a reply goes to, the original on
 /// part of a screen, the reply in full. Ends with a line feed.
 std::string suggestionCard(const Suggestion& suggestion, std::string_view reply);
 

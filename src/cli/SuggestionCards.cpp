@@ -166,6 +166,7 @@ void SuggestionCards::chooseRule(GeneralQuestionSheet& sheet, std::size_t number
 
 void SuggestionCards::dismiss(GeneralQuestionSheet& sheet) {
   sending_.erase(keyOf(sheet));
+  say(sheet.isSending() ? "Closed; its send goes on." : "Closed, not answered.");
   sheet.notNow();
 }
 

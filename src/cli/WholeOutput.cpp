@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <stdexcept>
 
@@ -13,9 +14,11 @@ void WholeOutput::write(std::string_view text) {
     const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
+      const std::string reason = std::strerror(errno);
       failed_ = true;
-      throw std::runtime_error(std::string("standard output cannot be written: ") +
-                               std::strerror(errno));
+      // Nobody reads any more: without a clean stop every poll would ask the model in vain.
+      if (errno == EPIPE) std::raise(SIGTERM);
+      throw std::runtime_error("standard output cannot be written: " + reason);
     }
     text.remove_prefix(static_cast<std::size_t>(written));
   }

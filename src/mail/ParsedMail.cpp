@@ -30,8 +30,10 @@ std::string cutBody(std::string text) {
 std::optional<ParsedMail> read(ParsedMail mail, std::string_view source) {
   if (mail.rawRFC822.empty()) return std::nullopt;
   const auto [headers, body] = splitHeaders(mail.rawRFC822);
-  mail.messageID = headerValue("Message-ID", headers).value_or(generatedId(source, mail.uid));
+  mail.messageID = headerValue("Message-ID", headers).value_or("");
   trim(mail.messageID);
+  // All messages with a blank one would pass for one message, and only the first be handled.
+  if (mail.messageID.empty()) mail.messageID = generatedId(source, mail.uid);
   mail.subject = decodeEncodedWords(headerValue("Subject", headers).value_or("(no subject)"));
   mail.from = decodeEncodedWords(headerValue("From", headers).value_or(""));
   mail.date = headerValue("Date", headers).value_or("");

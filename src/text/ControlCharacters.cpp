@@ -5,8 +5,10 @@
 namespace halcyra {
 namespace {
 
+// C0, DEL, C1, and the bidirectional overrides and isolates, which make text look like other text.
 bool isControl(char32_t c) {
-  return c < 0x20 || (c >= 0x7F && c < 0xA0);
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x202A && c <= 0x202E) ||
+         (c >= 0x2066 && c <= 0x2069);
 }
 
 bool breaksLine(char32_t c) {

@@ -258,7 +258,7 @@ Task<void> EmailProcessor::markProcessedAtProvider(Case& c, std::optional<std::s
 
 bool EmailProcessor::report(Case& c, TriageOutcome outcome, bool handled) {
   c.decision.outcome = outcome;
-  c.decision.recorded = handled;
+  c.decision.recorded = handled && services_.processed.isOnDisk();
   services_.observer.decided(c.decision);
   return handled;
 }

@@ -33,7 +33,7 @@ struct TriageDecision {
   std::optional<MailRule> rule;
   /// The model's, when it answered.
   std::optional<double> confidence;
-  /// In the processed store, so never taken again.
+  /// In the processed store and on the disk, so never taken again.
   bool recorded = false;
 };
 

@@ -64,7 +64,7 @@ TEST(ModelStandIn, AnswersTheRealClientOverHttp) {
     EXPECT_EQ(result.draftReply.has_value(), !each.draftPart.empty()) << each.mail;
     EXPECT_NE(result.draftReply.value_or("").find(each.draftPart), std::string::npos) << each.mail;
   }
-  EXPECT_EQ(runTask(client.proposeReplyDraft("Hello", 100)),
+  EXPECT_EQ(runTask(client.completeFreeText("Answer.", "Hello", 100)),
             "This is the sandbox stand-in, not a real model. A real model would answer here.");
   EXPECT_EQ(server.connectionCount(), 1u);
 

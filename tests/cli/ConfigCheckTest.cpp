@@ -63,8 +63,27 @@ TEST(ConfigCheck, SlipsAreNamedWithTheirPlace) {
        {"rules: none has isCatchAll, so the last one becomes the catch-all"}},
       {[](AppConfig& c) { c.rules[0].isCatchAll = true; },
        {"rules: several have isCatchAll; only the first stays the catch-all"}},
-      {[](AppConfig& c) { c.rules[0].action = MailRuleAction::forwardSilently; },
+      {[](AppConfig& c) {
+         c.rules[0].action = MailRuleAction::forwardSilently;
+         c.mailAccounts[0].outgoingSMTP = {"own.x", 465, true, ""};
+       },
        {"rules[0].forwardTo: is empty, so the rule forwards nothing"}},
+      {[](AppConfig& c) {
+         c.rules[0].action = MailRuleAction::runCustomAutomation;
+         c.rules[0].customAutomationId = "a";
+         c.rules[1].action = MailRuleAction::forwardAndNotify;
+         c.rules[1].forwardTo = "Ann <a@b>";
+         using enum CustomAutomationStepKind;
+         c.customAutomations = {
+             {"a", "A", {{"1", forwardSilently, "", "a@b"}, {"2", forwardSilently, "", " "}}}};
+         c.smtpHost = "smtp.x";
+         c.smtpPort = 25;
+       },
+       {"rules[1].forwardTo: is not one plain address such as name@example.com, so forwards fail",
+        "customAutomations[0].steps[1].forwardTo: is not one plain address such as "
+        "name@example.com, so forwards fail, and the steps before it run again on every poll",
+        "mailbox A cannot forward: STARTTLS on port 25 is not possible; use port 465, or no "
+        "STARTTLS"}},
       {[](AppConfig& c) {
          c.rules[0].mailboxScope = MailRuleMailboxScope::selectedMailboxes;
          c.rules[0].mailboxAccountIds = {"gone"};
@@ -77,7 +96,8 @@ TEST(ConfigCheck, SlipsAreNamedWithTheirPlace) {
        },
        {"rules[0].mailboxAccountIds: names several mailboxes; only the first counts"}},
       {[](AppConfig& c) { c.rules[0].action = MailRuleAction::runCustomAutomation; },
-       {"rules[0].customAutomationId: names no automation there is"}},
+       {"rules[0].customAutomationId: names no automation there is",
+        "mailbox A cannot forward: set smtpHost, or a server of its own"}},
       {[](AppConfig& c) { c.rules[0].id = " "; }, {"rules[0].id: is empty"}},
       {[](AppConfig& c) { c.llmMaxBodyChars = 0; },
        {"llmMaxBodyChars: is not above 0, so the model gets no mail text"}},

@@ -108,8 +108,9 @@ TEST_F(Cards, CardShowsTheMailAndForeignTextDoesNotSteerTheTerminal) {
       "a",
       "Dear\x1B[2J all,");
   const std::string card = shown();
-  for (const char* part : {"Mailbox: Work\n", "From: Ann <ann@example.org>\n", "Subject: About ",
-                           "The original.\n", "Dear[2J all,\n"}) {
+  for (const char* part :
+       {"Mailbox: Work\n", "From: Ann <ann@example.org>\nReply to: ann@example.org\n",
+        "Subject: About ", "The original.\n", "Dear[2J all,\n"}) {
     EXPECT_SHOWS(card, part);
   }
   EXPECT_EQ(card.find('\x1B'), std::string::npos);
@@ -171,7 +172,7 @@ TEST_F(Cards, ListCopyAndNotNow) {
   EXPECT_SHOWS(type({"2"}), "To B");
   EXPECT_SHOWS(type({"c"}), "\x1B]52;c;VG8gQg==\x07");
   EXPECT_SHOWS(type({"n"}), "Subject: About a");
-  EXPECT_EQ(type({"n", "l"}), "No suggestion waits.\n");
+  EXPECT_EQ(type({"n", "l"}), "Closed, not answered.\nNo suggestion waits.\n");
   EXPECT_TRUE(send.asked.empty());
   present("a");
   EXPECT_SHOWS(shown(), "Subject: About a");
@@ -190,11 +191,11 @@ TEST_F(Cards, WhatWasNeverOnScreenIsShownInFullAtTheEnd) {
   EXPECT_SHOWS(shown(), "To C\n");
 }
 
-TEST(InputLines, GiveWholeLinesUntilTheInputEndsOrALineIsEndless) {
+TEST(InputLines, GiveWholeLinesUntilTheInputEndsAndCutEndlessOnes) {
   boost::asio::thread_pool blocking(1);
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"s\n\n\xFF x\nunfinished", {"s", "", "\uFFFD x"}},
-      {std::string(17u << 20, 'x') + "\n", {}},
+      {std::string(17u << 20, 'x') + "\ny\n", {std::string(1000, 'x'), "y"}},
   };
   for (const auto& [bytes, expected] : cases) {
     int ends[2];

@@ -266,8 +266,10 @@ TEST_F(Answers, TestMessageTellsItsWayOrWhyThereIsNone) {
   EXPECT_NE(run.errors.find("halcyra-cli: not sent: Configure SMTP for this mailbox"),
             std::string::npos)
       << run.errors;
-  EXPECT_EQ(world.run({"send-test", "--mailbox", "m", "--to", "<>"}).errors,
-            "halcyra-cli: \"<>\" is no mail address\n");
+  for (const std::string to : {"<>", "a@", "@b", "a@b, c@d", "nonsense"}) {
+    EXPECT_EQ(world.run({"send-test", "--mailbox", "m", "--to", to}).errors,
+              "halcyra-cli: \"" + to + "\" is not one mail address\n");
+  }
   EXPECT_EQ(world.run({"send-test", "--mailbox", "no", "--to", "a@b"}).status, 1);
   EXPECT_EQ(world.run({"send-test", "--mailbox", "m"}).status, 2);
 }

@@ -79,7 +79,8 @@ TEST(ParsedMail, RecordFromFetchAndFromRaw) {
   EXPECT_EQ(ParsedMail::fromRawMessage("box", "id", 4, "\n only text \n"),
             (ParsedMail{"box", 4, "id", "api-4@halcyra.local", "(no subject)", "", "", "only text",
                         "only text"}));
-  EXPECT_EQ(ParsedMail::fromRawMessage("b", "i", 4, "Message-Id: \nX: y\n\nz")->messageID, "");
+  EXPECT_EQ(ParsedMail::fromRawMessage("b", "i", 4, "Message-Id: \nX: y\n\nz")->messageID,
+            "api-4@halcyra.local");
 }
 
 TEST(ParsedMail, BodyIsCutBehindFiftyThousandCharacters) {
