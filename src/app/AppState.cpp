@@ -18,17 +18,21 @@ AppConfig watchingOnly(AppConfig config, const std::string& accountId) {
 
 AppState::AppState(AppServices services)
     : services_(services),
-      sender_(
-          {.connector = services.sync.connector, .io = services.sync.io, .log = services.sync.log}),
+      sender_({.connector = services.sync.connector,
+               .io = services.sync.io,
+               .log = services.sync.log,
+               .providers = services.providers}),
       actions_({.main = services.sync.main,
                 .sender = sender_,
                 .presenter = services.presenter,
                 .http = services.http,
                 .notifications = services.notifications,
                 .log = services.sync.log,
-                .secrets = [&keychain = services.sync.secrets](const MailAccount& account) {
-                  return mailSecretsFor(account, keychain.secretsSnapshot(), keychain);
-                }}) {
+                .secrets =
+                    [&keychain = services.sync.secrets](const MailAccount& account) {
+                      return mailSecretsFor(account, keychain.secretsSnapshot(), keychain);
+                    },
+                .providers = services.providers}) {
   ProcessorFactory makeProcessor = [this] {
     return std::make_shared<EmailProcessor>(TriageServices{.processed = services_.processed,
                                                            .underWay = underWay_,
@@ -37,7 +41,8 @@ AppState::AppState(AppServices services)
                                                            .clock = services_.sync.clock,
                                                            .log = services_.sync.log,
                                                            .observer = services_.observer,
-                                                           .actions = actions_});
+                                                           .actions = actions_,
+                                                           .providers = services_.providers});
   };
   worker_ = std::make_shared<MailSyncWorker>(services_.sync, std::move(makeProcessor));
   services_.configStore.setObserver([this] { changed(); });
@@ -52,11 +57,7 @@ AppState::~AppState() {
 void AppState::startMonitoring() {
   if (monitoringEnabled_) return;
   warmSecretCaches();
-  worker_->start(configProvider(), secretsProvider(),
-                 [this](std::string accountId, std::string status, bool) {
-                   graphSyncStatusByAccountId_[accountId] = std::move(status);
-                   changed();
-                 });
+  worker_->start(configProvider(), secretsProvider(), statusSink());
   monitoringEnabled_ = true;
   statusMessage_ = "Monitoring…";
   changed();
@@ -70,7 +71,7 @@ void AppState::stopMonitoring() {
 }
 
 Task<bool> AppState::runOnce(PassObserver passEnded, std::stop_token stop) {
-  return worker_->runOnce(configProvider(), secretsProvider(), std::move(passEnded),
+  return worker_->runOnce(configProvider(), secretsProvider(), statusSink(), std::move(passEnded),
                           std::move(stop));
 }
 
@@ -82,6 +83,13 @@ void AppState::warmSecretCaches() {
 
 void AppState::changed() {
   if (observer_) observer_();
+}
+
+MailboxStatusSink AppState::statusSink() {
+  return [this](std::string accountId, std::string status, bool) {
+    graphSyncStatusByAccountId_[accountId] = std::move(status);
+    changed();
+  };
 }
 
 ConfigProvider AppState::configProvider() {

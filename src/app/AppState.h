@@ -13,6 +13,7 @@
 #include "triage/MailRuleActions.h"
 #include "triage/MailSender.h"
 #include "triage/MailSyncWorker.h"
+#include "triage/ProviderMail.h"
 
 namespace halcyra {
 
@@ -23,6 +24,8 @@ struct AppServices {
   ProcessedMessageStore& processed;
   HttpClient& http;
   Notifications& notifications;
+  /// None where all mailboxes are IMAP.
+  ProviderMail* providers = nullptr;
   SuggestionPresenter& presenter;
   TriageObserver& observer;
   /// Watch this mailbox only.
@@ -68,6 +71,7 @@ class AppState {
  private:
   void warmSecretCaches();
   void changed();
+  MailboxStatusSink statusSink();
   ConfigProvider configProvider();
   SecretsProvider secretsProvider();
 

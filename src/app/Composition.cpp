@@ -9,7 +9,9 @@
 #include "platform/linux/OpenKeychain.h"
 #include "platform/linux/PosixFileStore.h"
 #include "platform/linux/SocketConnector.h"
+#include "platform/linux/SocketListener.h"
 #include "platform/linux/SystemClock.h"
+#include "platform/linux/XdgBrowser.h"
 
 namespace halcyra {
 namespace {
@@ -109,6 +111,23 @@ ProcessedMessageStore& Composition::processed() {
     processed_ = std::make_unique<ProcessedMessageStore>(files(), paths().settings);
   }
   return *processed_;
+}
+
+Providers& Composition::providers(Log& log) {
+  if (!providers_) {
+    listener_ = std::make_unique<SocketListener>(main_.get_executor());
+    browser_ = std::make_unique<XdgBrowser>();
+    providers_ = std::make_unique<Providers>(
+        ProviderServices{.http = http(),
+                         .clock = clock(),
+                         .secrets = secrets(),
+                         .processed = processed(),
+                         .listener = *listener_,
+                         .browser = *browser_,
+                         .log = log,
+                         .endpoints = readEndpoints(files(), variables_)});
+  }
+  return *providers_;
 }
 
 IoThread& Composition::io() {

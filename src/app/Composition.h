@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "app/Environment.h"
+#include "app/Providers.h"
 #include "config/ConfigStore.h"
 #include "config/KeychainEnvelopeStorage.h"
 #include "config/KeychainHelper.h"
@@ -67,6 +68,9 @@ class Composition {
   /// Threads that may wait. Work there ends before the composition does.
   Executor blockingExecutor();
   HttpClient& http();
+  /// Google and Microsoft. Made once, logging to `log`, which outlives their use. Throws as
+  /// `secrets` and `readEndpoints`.
+  Providers& providers(Log& log);
   Notifications& notifications();
   /// Throws when the settings folder or the choice of a keychain is unclear.
   KeychainEnvelopeStorage& secretStorage();
@@ -109,6 +113,9 @@ class Composition {
   std::unique_ptr<KeychainHelper> secrets_;
   std::unique_ptr<ConfigStore> configStore_;
   std::unique_ptr<ProcessedMessageStore> processed_;
+  std::unique_ptr<LoopbackListener> listener_;
+  std::unique_ptr<Browser> browser_;
+  std::unique_ptr<Providers> providers_;
 };
 
 }  // namespace halcyra

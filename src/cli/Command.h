@@ -49,5 +49,6 @@ void addSecretCommand(CLI::App& app, Invocation& invocation);
 void addMailboxCommand(CLI::App& app, Invocation& invocation);
 void addSuggestCommand(CLI::App& app, Invocation& invocation);
 void addSendTestCommand(CLI::App& app, Invocation& invocation);
+void addSignInCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace halcyra

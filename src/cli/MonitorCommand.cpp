@@ -36,9 +36,8 @@ std::vector<MailAccount> chosenMailboxes(const AppConfig& config,
 void warnOfUnwatchable(const MailAccount& account, bool hasPassword, std::ostream& err) {
   const std::string mailbox = "mailbox \"" + onOneLine(account.displayLabel) + "\" ";
   const auto* imap = std::get_if<IMAPConnection>(&account.kind);
-  if (imap == nullptr) {
-    complain(err, mailbox + "is not watched: this version watches IMAP mailboxes only");
-  } else if (trimmed(imap->host).empty() || trimmed(imap->username).empty()) {
+  if (imap == nullptr) return;  // these say for themselves what they lack
+  if (trimmed(imap->host).empty() || trimmed(imap->username).empty()) {
     complain(err, mailbox +
                       "is not watched: set its host and username with \"halcyra-cli config "
                       "edit\"");
@@ -188,6 +187,31 @@ std::unique_ptr<MonitorFace> faceFor(const MonitorOptions& options, Session& ses
   return terminalMonitorFace(std::move(executors), session.app.variables());
 }
 
+/// Shows what becomes of the Graph mailboxes, each state once.
+class GraphStatusLines {
+ public:
+  GraphStatusLines(AppState& state, MonitorFace& face) : state_(state), face_(face) {
+    state_.setObserver([this] { showNew(); });
+  }
+  ~GraphStatusLines() { state_.setObserver({}); }
+  GraphStatusLines(const GraphStatusLines&) = delete;
+  GraphStatusLines& operator=(const GraphStatusLines&) = delete;
+
+ private:
+  void showNew() {
+    for (const auto& [mailbox, text] : state_.graphSyncStatusByAccountId()) {
+      std::string& shown = shown_[mailbox];
+      if (std::exchange(shown, text) != text) {
+        face_.status(onOneLine(mailbox) + ": " + onOneLine(text));
+      }
+    }
+  }
+
+  AppState& state_;
+  MonitorFace& face_;
+  std::map<std::string, std::string> shown_;
+};
+
 int monitor(const MonitorOptions& options, Session& session) {
   Composition& app = session.app;
   ConfigStore& configStore = openConfig(session);
@@ -206,21 +230,25 @@ int monitor(const MonitorOptions& options, Session& session) {
   const InstanceLock alone(app.paths().settings / "monitor.lock",
                            "another monitor is running on these settings; stop that one first");
   const auto face = faceFor(options, session);
+  Providers& providers = app.providers(face->log());
   AppState state({.sync = {.main = app.mainContext().get_executor(),
                            .io = app.ioExecutor(),
                            .connector = app.connector(),
                            .secrets = secrets,
                            .clock = app.clock(),
-                           .log = face->log()},
+                           .log = face->log(),
+                           .providers = &providers.sync()},
                   .configStore = configStore,
                   .processed = app.processed(),
                   .http = app.http(),
                   .notifications = app.notifications(),
+                  .providers = &providers.mail(),
                   .presenter = *face,
                   .observer = *face,
                   .onlyMailbox = options.mailbox});
   StopSignals signals(app.mainContext().get_executor(), state);
   face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
+  GraphStatusLines statusLines(state, *face);
   const int exitCode =
       app.run(options.once ? passOnce(state, *face, signals) : watch(state, *face, signals));
   if (face->lostOutput()) complain(session.err, "standard output cannot be written");

@@ -69,8 +69,10 @@ int sendTest(const SendTestOptions& options, Session& session) {
   KeychainHelper& secrets = openSecrets(session);
   MailSecrets of = mailSecretsFor(account, secrets.secretsSnapshot(), secrets);
   JournalLog log(STDERR_FILENO);
-  MailSender sender(
-      {.connector = session.app.connector(), .io = session.app.ioExecutor(), .log = log});
+  MailSender sender({.connector = session.app.connector(),
+                     .io = session.app.ioExecutor(),
+                     .log = log,
+                     .providers = &session.app.providers(log).mail()});
   return session.app.run(sendTo(session, sender, pretendedMail(config, account, options.to),
                                 std::move(of.smtpPassword)));
 }

@@ -8,6 +8,7 @@
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
 #include "triage/CountedWhileAlive.h"
+#include "triage/OutgoingText.h"
 #include "triage/ResolvedSMTP.h"
 
 namespace halcyra {
@@ -41,21 +42,6 @@ std::string smtpRoute(const SMTPOrder& order) {
   return "the SMTP server " + order.host + ":" +
          (order.implicitTLS || !encrypted ? std::to_string(order.port) : "465") +
          (encrypted ? " with TLS" : ", not encrypted") + ", as user " + order.username;
-}
-
-std::string forwardText(const ParsedMail& mail, const std::string& from, const std::string& to) {
-  const std::string raw = mail.rawRFC822.empty() ? plainTextMIMEBody(mail.bodyText)
-                                                 : removeRecipientHeaders(mail.rawRFC822);
-  return buildForwardMessage({.from = from, .to = to, .subject = mail.subject, .rawMessage = raw});
-}
-
-std::string replyText(const ParsedMail& mail, const OutgoingReply& reply) {
-  return buildReplyMessage({.from = reply.from,
-                            .to = reply.to,
-                            .subject = mail.subject,
-                            .inReplyTo = mail.messageID,
-                            .references = reply.references,
-                            .body = reply.body});
 }
 
 Task<void> transmit(StreamConnector* connector, Log* log, SMTPOrder order) {

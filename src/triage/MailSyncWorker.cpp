@@ -18,7 +18,21 @@ struct MailSyncWorker::Run {
   ConfigProvider config;
   SecretsProvider secrets;
   std::shared_ptr<EmailProcessor> processor;
+  MailboxStatusSink status;
+  std::shared_ptr<MissingClientIdNotices> notices;
   std::stop_token stop;
+
+  PassOrder order(AppConfig live, MailAccount account, IdleUse idle, std::stop_token passStop) {
+    return {.services = services,
+            .processor = processor,
+            .config = std::move(live),
+            .secrets = secrets(),
+            .account = std::move(account),
+            .status = status,
+            .notices = notices,
+            .idle = idle,
+            .stop = std::move(passStop)};
+  }
 };
 
 /// A mailbox's loop. `ended` tells the coordinator that it may start another.
@@ -43,52 +57,6 @@ std::optional<MailAccount> monitoredAccount(const AppConfig& config, const std::
     if (account.id == id) return std::move(account);
   }
   return std::nullopt;
-}
-
-/// What every mail of one pass is handed over with.
-struct HandOver {
-  Executor main;
-  std::shared_ptr<EmailProcessor> processor;
-  AppConfig config;
-  MailAccount account;
-  MailSecrets secrets;
-
-  Task<bool> operator()(ParsedMail mail) const {
-    auto incoming = std::make_shared<const IncomingMail>(std::move(mail), config, account);
-    return runOn(main, processor->processMail(std::move(incoming), secrets));
-  }
-};
-
-enum class IdleUse { asConfigured, never };
-
-/// What one pass over one mailbox is made of.
-struct PassOrder {
-  SyncServices services;
-  std::shared_ptr<EmailProcessor> processor;
-  AppConfig config;
-  SecretsSnapshot secrets;
-  MailAccount account;
-  IdleUse idle = IdleUse::asConfigured;
-  std::stop_token stop;
-};
-
-Task<PassResult> runPass(PassOrder order) {
-  const auto* imap = std::get_if<IMAPConnection>(&order.account.kind);
-  if (imap == nullptr) co_return PassResult::notConfigured;
-  HandOver process{order.services.main, order.processor, order.config, order.account,
-                   mailSecretsFor(order.account, order.secrets, order.services.secrets)};
-  IMAPPassContext context{.account = order.account,
-                          .connection = *imap,
-                          .password = order.secrets.imapPassword,
-                          .useIDLE = order.config.useIDLE && order.idle == IdleUse::asConfigured,
-                          .idleFallbackPollSeconds = order.config.idleFallbackPollSeconds,
-                          .stop = order.stop,
-                          .connector = order.services.connector,
-                          .clock = order.services.clock,
-                          .log = order.services.log,
-                          .process = std::move(process)};
-  Task<PassResult> pass = runIMAPPass(std::move(context));
-  co_return co_await std::move(pass);
 }
 
 }  // namespace
@@ -120,8 +88,9 @@ void MailSyncWorker::stop() {
 std::shared_ptr<MailSyncWorker::Run> MailSyncWorker::makeRun(ConfigProvider config,
                                                              SecretsProvider secrets,
                                                              std::stop_token stop) {
-  return std::make_shared<Run>(
-      Run{services_, std::move(config), std::move(secrets), makeProcessor_(), std::move(stop)});
+  return std::make_shared<Run>(Run{services_, std::move(config), std::move(secrets),
+                                   makeProcessor_(), microsoftSyncStatusSink_,
+                                   missingClientIdNotices_, std::move(stop)});
 }
 
 Task<void> MailSyncWorker::coordinate(std::weak_ptr<MailSyncWorker> weak,
@@ -180,14 +149,8 @@ Task<std::chrono::milliseconds> MailSyncWorker::loopTurn(std::shared_ptr<Run> ru
     std::optional<MailAccount> account = monitoredAccount(config, accountId);
     if (!account) co_return mailboxGone;
     pause = pollingPause(config.pollingIntervalSeconds);
-    PassOrder order{run->services,
-                    run->processor,
-                    std::move(config),
-                    run->secrets(),
-                    std::move(*account),
-                    IdleUse::asConfigured,
-                    stop};
-    Task<PassResult> pass = runPass(std::move(order));
+    Task<PassResult> pass =
+        runPass(run->order(std::move(config), std::move(*account), IdleUse::asConfigured, stop));
     co_await std::move(pass);
   } catch (const std::exception& error) {
     run->services.log.logLine("Pass over mailbox " + onOneLine(accountId) +
@@ -197,15 +160,16 @@ Task<std::chrono::milliseconds> MailSyncWorker::loopTurn(std::shared_ptr<Run> ru
 }
 
 Task<bool> MailSyncWorker::runOnce(ConfigProvider config, SecretsProvider secrets,
+                                   MailboxStatusSink microsoftSyncStatusSink,
                                    PassObserver passEnded, std::stop_token stop) {
+  microsoftSyncStatusSink_ = std::move(microsoftSyncStatusSink);
   const std::shared_ptr<Run> run = makeRun(std::move(config), std::move(secrets), std::move(stop));
   const AppConfig live = run->config();
   bool allListed = true;
   for (const MailAccount& account : live.monitoredMailAccounts()) {
     if (run->stop.stop_requested()) break;
-    PassOrder order{run->services, run->processor, live,     run->secrets(),
-                    account,       IdleUse::never, run->stop};
-    Task<PassResult> pass = runOn(services_.io, runPass(std::move(order)));
+    Task<PassResult> pass =
+        runOn(services_.io, runPass(run->order(live, account, IdleUse::never, run->stop)));
     const PassResult result = co_await std::move(pass);
     passEnded(account, result);
     allListed = allListed && result == PassResult::done;

@@ -9,26 +9,10 @@
 
 #include "config/AppConfig.h"
 #include "config/KeychainHelper.h"
-#include "platform/ByteStream.h"
-#include "platform/Clock.h"
-#include "platform/Log.h"
 #include "platform/TaskGroup.h"
-#include "triage/EmailProcessor.h"
-#include "triage/IMAPPass.h"
+#include "triage/MailboxPass.h"
 
 namespace halcyra {
-
-/// What the worker works with. All of it outlives the worker's tasks.
-struct SyncServices {
-  /// The executor of the worker, the configuration and the pipeline.
-  Executor main;
-  /// The executor of sockets; mailbox loops run there.
-  Executor io;
-  StreamConnector& connector;
-  KeychainHelper& secrets;
-  Clock& clock;
-  Log& log;
-};
 
 /// The live configuration; called on the main executor.
 using ConfigProvider = std::function<AppConfig()>;
@@ -38,9 +22,6 @@ using SecretsProvider = std::function<SecretsSnapshot()>;
 
 /// A processor for one run of the coordinator; called on the main executor.
 using ProcessorFactory = std::function<std::shared_ptr<EmailProcessor>()>;
-
-/// Mailbox id, status text, is it an error. Called on the main executor.
-using MailboxStatusSink = std::function<void(std::string, std::string, bool)>;
 
 /// Is told how a single pass ended, on the main executor.
 using PassObserver = std::function<void(const MailAccount&, PassResult)>;
@@ -68,7 +49,8 @@ class MailSyncWorker : public std::enable_shared_from_this<MailSyncWorker> {
 
   /// One pass over each monitored mailbox, without IDLE and without a pause. False when a mailbox
   /// could not be listed.
-  Task<bool> runOnce(ConfigProvider config, SecretsProvider secrets, PassObserver passEnded,
+  Task<bool> runOnce(ConfigProvider config, SecretsProvider secrets,
+                     MailboxStatusSink microsoftSyncStatusSink, PassObserver passEnded,
                      std::stop_token stop);
 
  private:
@@ -91,6 +73,8 @@ class MailSyncWorker : public std::enable_shared_from_this<MailSyncWorker> {
   std::stop_source coordinatorTask_;
   std::map<std::string, std::shared_ptr<Loop>> accountLoopTasks_;
   MailboxStatusSink microsoftSyncStatusSink_;
+  std::shared_ptr<MissingClientIdNotices> missingClientIdNotices_ =
+      std::make_shared<MissingClientIdNotices>();
   TaskGroup tasks_;
 };
 

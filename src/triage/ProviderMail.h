@@ -5,16 +5,9 @@
 
 #include "platform/Task.h"
 #include "triage/IncomingMail.h"
+#include "triage/OutgoingText.h"
 
 namespace halcyra {
-
-/// A reply as its builders need it.
-struct OutgoingReply {
-  std::string from;
-  std::string to;
-  std::optional<std::string> references;
-  std::string body;
-};
 
 /// What Gmail and Graph do through their own services. Each throws what the provider's client
 /// throws; the mail outlives the call.

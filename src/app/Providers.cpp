@@ -1,0 +1,22 @@
+#include "app/Providers.h"
+
+namespace halcyra {
+
+Providers::Providers(ProviderServices services)
+    : credentials_(services.secrets),
+      googleOAuth_(services.http, services.clock, services.endpoints,
+                   services.secrets.buildSetting("HalcyraGoogleOAuthClientSecret")),
+      microsoftOAuth_(services.http, services.clock, services.endpoints),
+      tokens_(services.secrets, credentials_, googleOAuth_, microsoftOAuth_, services.clock),
+      browser_(services.listener, services.browser),
+      signIn_({.browser = browser_,
+               .credentials = credentials_,
+               .secrets = services.secrets,
+               .google = googleOAuth_,
+               .microsoft = microsoftOAuth_}),
+      gmail_(services.http, services.clock, labels_, services.endpoints),
+      graph_(services.http, services.clock, services.log, services.endpoints),
+      mail_({tokens_, gmail_, graph_}),
+      sync_{{tokens_, gmail_, graph_}, mail_, services.processed} {}
+
+}  // namespace halcyra

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "config/KeychainHelper.h"
+#include "mail/GmailAPIClient.h"
+#include "mail/GmailLabelCache.h"
+#include "mail/GraphMailClient.h"
+#include "platform/Browser.h"
+#include "platform/Clock.h"
+#include "platform/Endpoints.h"
+#include "platform/HttpClient.h"
+#include "platform/Log.h"
+#include "platform/LoopbackListener.h"
+#include "signin/AccessTokens.h"
+#include "signin/MailboxSignIn.h"
+#include "triage/MailboxPass.h"
+#include "triage/ProviderMailbox.h"
+
+namespace halcyra {
+
+/// What Google and Microsoft are reached with. All of it outlives the providers.
+struct ProviderServices {
+  HttpClient& http;
+  Clock& clock;
+  KeychainHelper& secrets;
+  ProcessedMessageStore& processed;
+  LoopbackListener& listener;
+  Browser& browser;
+  Log& log;
+  Endpoints endpoints;
+};
+
+/// The clients of Google and Microsoft, connected once.
+class Providers {
+ public:
+  explicit Providers(ProviderServices services);
+
+  MailboxSignIn& signIn() { return signIn_; }
+  OAuthCredentialStore& credentials() { return credentials_; }
+  AccessTokens& tokens() { return tokens_; }
+  GmailAPIClient& gmail() { return gmail_; }
+  GraphMailClient& graph() { return graph_; }
+  ProviderMail& mail() { return mail_; }
+  ProviderSync& sync() { return sync_; }
+
+ private:
+  OAuthCredentialStore credentials_;
+  GoogleOAuthClient googleOAuth_;
+  MicrosoftOAuthClient microsoftOAuth_;
+  AccessTokens tokens_;
+  OAuthWebSession browser_;
+  MailboxSignIn signIn_;
+  GmailLabelCache labels_;
+  GmailAPIClient gmail_;
+  GraphMailClient graph_;
+  ProviderMailbox mail_;
+  ProviderSync sync_;
+};
+
+}  // namespace halcyra
