@@ -1,6 +1,7 @@
 #include "mail/ApiRequest.h"
 
-#include <span>
+#include <utility>
+#include <vector>
 
 #include "text/Utf8.h"
 #include "text/WithoutSecrets.h"
@@ -25,7 +26,13 @@ bool isSuccess(const HttpResponse& response) {
 
 std::string shownBody(const HttpResponse& response, const std::string& accessToken) {
   if (!isValidUtf8(response.body)) return {};
-  return withoutSecrets(response.body, std::span(&accessToken, 1));
+  return withoutToken(response.body, accessToken);
+}
+
+std::string withoutToken(std::string text, const std::string& accessToken) {
+  std::vector<std::string> spellings = {accessToken, {}};
+  for (const char c : accessToken) spellings[1] += c == '/' ? "\\/" : std::string(1, c);
+  return withoutSecrets(std::move(text), spellings);
 }
 
 }  // namespace halcyra

@@ -66,8 +66,10 @@ Task<std::string> GmailAPIClient::answerTo(std::string accessToken, Call call) {
     throw ProviderError(domain, ProviderError::notHTTP, "Not an HTTP response");
   }
   if (!isSuccess(response)) {
-    throw ProviderError(domain, response.status,
-                        gmailErrorDescription(response.status, shownBody(response, accessToken)));
+    const std::string description =
+        gmailErrorDescription(response.status, shownBody(response, accessToken));
+    // Once more, since JSON has more spellings than one.
+    throw ProviderError(domain, response.status, withoutToken(description, accessToken));
   }
   co_return std::move(response.body);
 }
@@ -80,7 +82,10 @@ Task<std::vector<std::string>> GmailAPIClient::listTodayUnreadInboxMessageIds(
   Task<std::string> answer =
       answerTo(std::move(accessToken), {"GET", listTarget(query, maxResults), {}});
   const std::string body = co_await std::move(answer);
-  co_return gmailMessageIds(body);
+  std::vector<std::string> ids = gmailMessageIds(body);
+  if (ids.size() > static_cast<std::size_t>(maxResults))
+    ids.resize(static_cast<std::size_t>(maxResults));
+  co_return ids;
 }
 
 Task<std::string> GmailAPIClient::fetchRawMessage(std::string accessToken, std::string messageId) {

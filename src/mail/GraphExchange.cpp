@@ -22,6 +22,14 @@ ProviderError badAddress(GraphExchange::Address address) {
   return graphError(code, "Invalid message URL");
 }
 
+// Encoded but for the commas and colons that OData lists and times are written with.
+std::string valueText(const std::string& value) {
+  std::string text;
+  for (const char c : value)
+    text += c == ',' || c == ':' ? std::string(1, c) : percentEncoded({&c, 1});
+  return text;
+}
+
 }  // namespace
 
 std::string graphMessageTarget(const std::string& messageId, const std::string& behind) {
@@ -29,7 +37,11 @@ std::string graphMessageTarget(const std::string& messageId, const std::string& 
 }
 
 std::string graphQuery(const std::vector<std::pair<std::string, std::string>>& items) {
-  return "?" + formEncoded(items);
+  std::string query;
+  for (const auto& [name, value] : items) {
+    query += (query.empty() ? "?" : "&") + name + "=" + valueText(value);
+  }
+  return query;
 }
 
 ProviderError graphError(int code, const std::string& description) {

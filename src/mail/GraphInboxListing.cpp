@@ -49,9 +49,11 @@ InboxQuery recentScan(int limit, std::string select) {
           true};
 }
 
-std::vector<InboxUnreadItem> asTheyAre(const std::vector<GraphListedMessage>& messages) {
+// Also of a server that gives more than it was asked for no more than `limit`.
+std::vector<InboxUnreadItem> asTheyAre(const std::vector<GraphListedMessage>& messages, int limit) {
   std::vector<InboxUnreadItem> items;
   for (const GraphListedMessage& message : messages) {
+    if (items.size() >= static_cast<std::size_t>(limit)) break;
     items.push_back({message.id, message.inferenceClassification});
   }
   return items;
@@ -95,7 +97,7 @@ Task<std::vector<InboxUnreadItem>> GraphInboxListing::listTodayUnread(std::strin
     try {
       Task<std::vector<GraphListedMessage>> asking = ask(accessToken, query);
       const std::vector<GraphListedMessage> messages = co_await std::move(asking);
-      co_return query.needsFilter ? unreadWithin(day, messages, limit) : asTheyAre(messages);
+      co_return query.needsFilter ? unreadWithin(day, messages, limit) : asTheyAre(messages, limit);
     } catch (const std::runtime_error& error) {
       log_.logLine("Graph inbox list failed (" + query.name + "): " + error.what());
       failure = std::current_exception();

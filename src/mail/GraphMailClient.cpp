@@ -77,8 +77,9 @@ Task<std::string> GraphMailClient::fetchSynthesizedMessage(std::string accessTok
                                                            std::string messageId) {
   const std::string query =
       graphQuery({{"$select", "subject,from,receivedDateTime,internetMessageId,body,uniqueBody"}});
-  Task<HttpResponse> reading =
-      exchange_.get(std::move(accessToken), {graphMessageTarget(messageId, query)});
+  Task<HttpResponse> reading = exchange_.get(
+      std::move(accessToken),
+      {.target = graphMessageTarget(messageId, query), .answerLimit = messageAnswerLimit});
   const HttpResponse response = co_await std::move(reading);
   if (!isSuccess(response)) {
     throw graphError(response.status, "Microsoft Graph gave a bad answer (HTTP " +

@@ -22,8 +22,9 @@ class Log {
  public:
   virtual ~Log() = default;
 
-  /// Writes "[Halcyra] " and the text as one entry to every destination. Control characters other
-  /// than line feeds and tabs are dropped: much of what is logged are words of strangers.
+  /// Writes "[Halcyra] " and the text, cut after 8 KB, as one entry to every destination. Control
+  /// characters other than line feeds and tabs are dropped: much of what is logged are words of
+  /// strangers.
   void logLine(std::string_view text, const LogFields& fields = {});
 
  protected:

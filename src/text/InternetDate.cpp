@@ -40,6 +40,7 @@ class DateCursor {
   }
 
   void expect(char c) { failed_ |= !nextIs(c); }
+  void fail() { failed_ = true; }
   bool atDigit() const { return !rest_.empty() && isDigit(rest_.front()); }
   bool read() const { return !failed_ && rest_.empty(); }
 
@@ -63,7 +64,9 @@ minutes offset(DateCursor& cursor) {
   if (!west) cursor.expect('+');
   const int hour = cursor.digits(2);
   cursor.expect(':');
-  const minutes east = hours(hour) + minutes(cursor.digits(2));
+  const int minute = cursor.digits(2);
+  if (hour > 23 || minute > 59) cursor.fail();
+  const minutes east = hours(hour) + minutes(minute);
   return west ? -east : east;
 }
 

@@ -48,8 +48,9 @@ TEST(GraphMailClient, SendsTheseRequests) {
        "GET " + message + "/$value" + bearer + "Accept: application/octet-stream\n\n", 64u << 20},
       {[](auto& c) { runTask(c.fetchSynthesizedMessage("T", id)); }, "{}",
        "GET " + message +
-           "?%24select=subject%2Cfrom%2CreceivedDateTime%2CinternetMessageId%2Cbody%2CuniqueBody" +
-           bearer + "\n"},
+           "?$select=subject,from,receivedDateTime,internetMessageId,body,uniqueBody" + bearer +
+           "\n",
+       64u << 20},
       {[](auto& c) { runTask(c.markRead("T", id, std::nullopt)); }, "",
        "PATCH " + message + withJson + R"({"isRead":true})"},
       {[](auto& c) { runTask(c.markRead("T", id, " \n")); }, "",
@@ -83,8 +84,8 @@ TEST(GraphMailClient, SendsTheseRequests) {
            R"("saveToSentItems":true})"},
       {[](auto& c) { runTask(c.recentSentSnippets("T", 6)); }, "{}",
        "GET " + me +
-           "/mailFolders/sentitems/messages?%24top=6&%24orderby=sentDateTime%20desc"
-           "&%24select=subject%2CbodyPreview" +
+           "/mailFolders/sentitems/messages?$top=6&$orderby=sentDateTime%20desc"
+           "&$select=subject,bodyPreview" +
            bearer + "\n"},
   };
   for (const Case& c : cases) {
@@ -99,7 +100,7 @@ TEST(GraphMailClient, SendsTheseRequests) {
     ASSERT_EQ(graph.http.requests.size(), readsFirst ? 2u : 1u) << c.wire;
     if (readsFirst) {
       EXPECT_EQ(wireText(graph.http.requests[0]),
-                "GET " + message + "?%24select=categories" + bearer + "\n");
+                "GET " + message + "?$select=categories" + bearer + "\n");
     }
   }
 }
@@ -107,16 +108,16 @@ TEST(GraphMailClient, SendsTheseRequests) {
 TEST(GraphMailClient, ListsByTheFirstQueryThatWorks) {
   const std::string list = "GET " + me + "/mailFolders/inbox/messages?";
   const std::string today =
-      "%24filter=isRead%20eq%20false%20and%20receivedDateTime%20ge%202026-03-05T00%3A00%3A00Z%20"
-      "and%20receivedDateTime%20lt%202026-03-06T00%3A00%3A00Z&%24top=40&%24select=";
-  const std::string newest = "%24orderby=receivedDateTime%20desc";
-  const std::string all = "&%24select=id%2CisRead%2CinferenceClassification%2CreceivedDateTime";
-  const Texts urls = {today + "id%2CinferenceClassification&" + newest,
+      "$filter=isRead%20eq%20false%20and%20receivedDateTime%20ge%202026-03-05T00:00:00Z%20"
+      "and%20receivedDateTime%20lt%202026-03-06T00:00:00Z&$top=40&$select=";
+  const std::string newest = "$orderby=receivedDateTime%20desc";
+  const std::string all = "&$select=id,isRead,inferenceClassification,receivedDateTime";
+  const Texts urls = {today + "id,inferenceClassification&" + newest,
                       today + "id&" + newest,
                       today + "id",
-                      "%24filter=isRead%20eq%20false&%24top=200&" + newest + all,
-                      "%24top=250&" + newest + all,
-                      "%24top=250&" + newest + "&%24select=id%2CisRead%2CreceivedDateTime"};
+                      "$filter=isRead%20eq%20false&$top=200&" + newest + all,
+                      "$top=250&" + newest + all,
+                      "$top=250&" + newest + "&$select=id,isRead,receivedDateTime"};
   const std::string start = "Graph inbox list failed (";
   const Texts lines = {
       start + "OData today+unread, select=id,inferenceClassification, orderBy=true): HTTP 400: {}",
@@ -352,13 +353,12 @@ TEST(GraphMailClient, SamplesSentMail) {
 }
 
 TEST(GraphMailClient, ReportsWhatItFinds) {
-  const Texts targets = {
-      "?%24select=mail%2CuserPrincipalName",
-      "/mailFolders/inbox?%24select=unreadItemCount%2CtotalItemCount",
-      "/mailFolders?%24select=id%2CdisplayName%2CtotalItemCount%2CunreadItemCount%2C"
-      "wellKnownFolderName&%24top=50",
-      "/messages?%24top=8&%24orderby=receivedDateTime%20desc"
-      "&%24select=subject%2CisRead%2CparentFolderId%2CreceivedDateTime"};
+  const Texts targets = {"?$select=mail,userPrincipalName",
+                         "/mailFolders/inbox?$select=unreadItemCount,totalItemCount",
+                         "/mailFolders?$select=id,displayName,totalItemCount,unreadItemCount,"
+                         "wellKnownFolderName&$top=50",
+                         "/messages?$top=8&$orderby=receivedDateTime%20desc"
+                         "&$select=subject,isRead,parentFolderId,receivedDateTime"};
   const Texts answers = {
       R"({"mail":" ","userPrincipalName":"p@x"})", R"({"unreadItemCount":3,"totalItemCount":9.0})",
       R"({"value":[{"id":"F1","displayName":"Inbox","totalItemCount":9,"unreadItemCount":3,

@@ -138,6 +138,54 @@ TEST(CurlHttpClient, ExchangesRequestsOverOneConnection) {
             "transport: Could not connect to SERVER.");
 }
 
+// Answers a GET and keeps the connection; takes a POST whole and closes without a word.
+asio::awaitable<void> serveUntilPost(tcp::socket socket, int* posts) {
+  std::string bytes;
+  while (true) {
+    const std::size_t end = co_await asio::async_read_until(socket, asio::dynamic_buffer(bytes),
+                                                            "\r\n\r\n", asio::use_awaitable);
+    if (bytes.starts_with("POST")) break;
+    bytes.erase(0, end);
+    const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+    co_await asio::async_write(socket, asio::buffer(answer), asio::use_awaitable);
+  }
+  co_await asio::async_read_until(socket, asio::dynamic_buffer(bytes), "the mail",
+                                  asio::use_awaitable);
+  ++*posts;
+}
+
+asio::awaitable<void> serveEach(tcp::acceptor* acceptor, int* posts) {
+  while (true) {
+    tcp::socket socket = co_await acceptor->async_accept(asio::use_awaitable);
+    asio::co_spawn(acceptor->get_executor(), serveUntilPost(std::move(socket), posts),
+                   asio::detached);
+  }
+}
+
+asio::awaitable<std::string> getThenPost(CurlHttpClient* client, tcp::acceptor* acceptor) {
+  const std::string url =
+      "http://127.0.0.1:" + std::to_string(acceptor->local_endpoint().port()) + "/";
+  Task<HttpResponse> getting = client->perform({.url = url});
+  co_await std::move(getting);
+  HttpRequest post{.method = "POST", .url = url, .body = "the mail"};
+  Task<std::string> posting = outcome(*client, std::move(post));
+  std::string ending = co_await std::move(posting);
+  acceptor->close();
+  co_return ending;
+}
+
+TEST(CurlHttpClient, NeverSendsAPostAgainByItself) {
+  asio::io_context context;
+  tcp::acceptor acceptor(context, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+  int posts = 0;
+  asio::co_spawn(context, serveEach(&acceptor, &posts), asio::detached);
+  CurlHttpClient client;
+  const std::string ending = runTask(context, getThenPost(&client, &acceptor));
+  EXPECT_EQ(withoutPort(ending),
+            "transport: SERVER closed the connection before its answer was complete.");
+  EXPECT_EQ(posts, 1);
+}
+
 TEST(CurlHttpClient, RunsRequestsInParallel) {
   asio::io_context context;
   CurlHttpClient client;

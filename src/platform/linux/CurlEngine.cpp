@@ -23,6 +23,8 @@ CurlEngine::CurlEngine() {
   tlsSessions_.reset(curl_share_init());
   multi_.reset(curl_multi_init());
   if (!tlsSessions_ || !multi_) throw std::bad_alloc();
+  // Idle connections that are kept: a few hosts of each provider, the model, a CRM.
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, 16L);
   // Only the engine's thread touches the share, so it needs no locks.
   curl_share_setopt(tlsSessions_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
 }

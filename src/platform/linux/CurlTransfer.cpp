@@ -27,7 +27,9 @@ bool breaksLine(const std::string& text) {
 }
 
 bool isThisMachine(std::string_view host) {
-  return equalsIgnoringAsciiCase(host, "localhost") || host.starts_with("127.") || host == "[::1]";
+  const bool isNumber = host.find_first_not_of("0123456789.") == host.npos;
+  return equalsIgnoringAsciiCase(host, "localhost") || host == "[::1]" ||
+         (isNumber && host.starts_with("127."));
 }
 
 std::string megabytes(std::size_t bytes) {
@@ -117,8 +119,16 @@ void CurlTransfer::setBody() {
   if (request_.method == "HEAD") {
     setOption(handle(), CURLOPT_NOBODY, 1L);
   } else if (request_.method == "POST" || !request_.body.empty()) {
+    setOption(handle(), CURLOPT_POST, 1L);
     setOption(handle(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
-    setOption(handle(), CURLOPT_POSTFIELDS, request_.body.data());
+    // A body that cannot be read twice: libcurl would send a POST again by itself when a reused
+    // connection ends before the answer, and a mail would go out twice.
+    setOption(handle(), CURLOPT_READDATA, this);
+    setOption(
+        handle(), CURLOPT_READFUNCTION,
+        +[](char* room, std::size_t size, std::size_t count, void* transfer) {
+          return static_cast<CurlTransfer*>(transfer)->giveBody({room, size * count});
+        });
   }
   if (request_.method != "HEAD" && request_.method != "GET" && request_.method != "POST") {
     if (breaksLine(request_.method)) {
@@ -153,6 +163,13 @@ void CurlTransfer::setRedirects() {
   setOption(handle(), CURLOPT_FOLLOWLOCATION, 1L);
   setOption(handle(), CURLOPT_MAXREDIRS, mostRedirects);
   setOption(handle(), CURLOPT_REDIR_PROTOCOLS_STR, scheme_ == "https" ? "https" : "http,https");
+}
+
+std::size_t CurlTransfer::giveBody(std::span<char> room) {
+  const std::size_t count = std::min(room.size(), request_.body.size() - bodySent_);
+  std::copy_n(request_.body.data() + bodySent_, count, room.data());
+  bodySent_ += count;
+  return count;
 }
 
 std::size_t CurlTransfer::takeBody(std::string_view bytes) {
@@ -222,6 +239,12 @@ CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
     case CURLE_RECV_ERROR:
+    case CURLE_SEND_FAIL_REWIND:
+      if (const long refused = proxyRefusal(); refused != 0) {
+        return {Kind::failed, "The proxy on the way to " + peer_ +
+                                  " refused the connection (HTTP " + std::to_string(refused) +
+                                  ")."};
+      }
       return {Kind::transport, peer_ + " closed the connection before its answer was complete."};
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
@@ -234,6 +257,13 @@ CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
                            code == CURLE_HTTP2 || code == CURLE_HTTP2_STREAM;
   return {isTransport ? Kind::transport : Kind::failed,
           "The request to " + peer_ + " failed: " + detail(code) + "."};
+}
+
+// The proxy's status, where it did not let the connection through; else 0.
+long CurlTransfer::proxyRefusal() const {
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &status);
+  return status >= 300 ? status : 0;
 }
 
 // libcurl's own words, for certificates above all, where they say what does not fit.

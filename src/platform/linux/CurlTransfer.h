@@ -5,6 +5,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "platform/HttpClient.h"
@@ -56,9 +57,11 @@ class CurlTransfer {
   void setRedirects();
   void appendHeader(const std::string& line);
   bool hasHeader(std::string_view name) const;
+  std::size_t giveBody(std::span<char> room);
   std::size_t takeBody(std::string_view bytes);
   std::size_t takeHeaderLine(std::string_view line);
   CurlOutcome::Failure failureOf(CURLcode code) const;
+  long proxyRefusal() const;
   std::string detail(CURLcode code) const;
 
   HttpRequest request_;
@@ -66,6 +69,7 @@ class CurlTransfer {
   std::string scheme_;
   std::string host_;  // without port
   std::string peer_;  // as error texts name it
+  std::size_t bodySent_ = 0;
   std::size_t headerBytes_ = 0;
   bool headersEnded_ = false;
   bool bodyTooLong_ = false;
