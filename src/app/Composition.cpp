@@ -125,6 +125,7 @@ Providers& Composition::providers(Log& log) {
                          .listener = *listener_,
                          .browser = *browser_,
                          .log = log,
+                         .blocking = blockingExecutor(),
                          .endpoints = readEndpoints(files(), variables_)});
   }
   return *providers_;

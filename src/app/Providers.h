@@ -26,6 +26,7 @@ struct ProviderServices {
   LoopbackListener& listener;
   Browser& browser;
   Log& log;
+  Executor blocking;
   Endpoints endpoints;
 };
 

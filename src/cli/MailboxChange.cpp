@@ -43,6 +43,7 @@ int addMailbox(Session& session, MailAccount account) {
 }
 
 int removeMailbox(Session& session, const std::string& id) {
+  const auto secretsAlone = secretsTurn(session);
   const InstanceLock turn(configLock(session));
   ConfigStore& store = openConfig(session);
   AppConfig config = store.config();

@@ -45,6 +45,13 @@ std::filesystem::path configLock(Session& session) {
   return folder / "config.lock";
 }
 
+std::unique_ptr<InstanceLock> secretsTurn(Session& session) {
+  session.app.files().createFolder(session.app.paths().settings);
+  return std::make_unique<InstanceLock>(
+      session.app.paths().settings / "monitor.lock",
+      "a monitor is running on these settings and would undo the change; stop it first");
+}
+
 std::string addMailboxHint(Session& session) {
   const std::filesystem::path kept = session.app.paths().settings / "config.unreadable.json";
   std::error_code error;

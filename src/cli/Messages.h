@@ -1,11 +1,13 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
 
 #include "cli/Command.h"
+#include "platform/linux/InstanceLock.h"
 
 namespace halcyra {
 
@@ -22,6 +24,10 @@ ConfigStore& openConfig(Session& session);
 /// The file whose lock a command holds from reading the configuration to saving it, so that no
 /// change of another process is lost. Creates the settings folder.
 std::filesystem::path configLock(Session& session);
+
+/// Held while secrets are changed. Throws when a monitor is running: it rewrites all secrets as it
+/// knows them when it refreshes a sign-in, and would undo the change.
+std::unique_ptr<InstanceLock> secretsTurn(Session& session);
 
 /// What to do about a configuration without any mailbox to watch.
 std::string addMailboxHint(Session& session);

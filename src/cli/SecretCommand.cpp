@@ -52,6 +52,7 @@ void requireUsableValue(const std::string& key, const std::string& value) {
 
 int set(Session& session, const std::string& key) {
   requireKnownKey(key);
+  const auto turn = secretsTurn(session);
   std::string value = session.interactive
                           ? readHiddenLine("Value of " + key + " (not shown): ")
                           : readSource(standardInput, session.in, longestSecretBytes);
@@ -69,6 +70,7 @@ int list(Session& session) {
 }
 
 int remove(Session& session, const std::string& key) {
+  const auto turn = secretsTurn(session);
   KeychainEnvelopeStorage& storage = openSecrets(session).storage();
   const std::vector<std::string> keys = storage.keys();
   if (std::find(keys.begin(), keys.end(), key) == keys.end()) {

@@ -39,6 +39,12 @@ void adoptOlderToken(DataverseTokens& tokens, const OAuthStoredCredential& crede
   }
 }
 
+Task<void> writeTo(OAuthCredentialStore* store, OAuthStoredCredential credential,
+                   std::string accountId) {
+  store->saveCredential(credential, accountId);
+  co_return;
+}
+
 }  // namespace
 
 struct AccessTokens::DataverseOrder {
@@ -51,12 +57,13 @@ struct AccessTokens::DataverseOrder {
 
 AccessTokens::AccessTokens(KeychainHelper& secrets, OAuthCredentialStore& credentials,
                            GoogleOAuthClient& google, MicrosoftOAuthClient& microsoft,
-                           const Clock& clock)
+                           const Clock& clock, Executor blocking)
     : secrets_(secrets),
       credentials_(credentials),
       google_(google),
       microsoft_(microsoft),
-      clock_(clock) {}
+      clock_(clock),
+      blocking_(std::move(blocking)) {}
 
 Task<std::string> AccessTokens::validGoogleAccessToken(std::string accountId) {
   const std::string clientId = secrets_.buildSetting("HalcyraGoogleOAuthClientId");
@@ -65,7 +72,8 @@ Task<std::string> AccessTokens::validGoogleAccessToken(std::string accountId) {
   Task<OAuthStoredCredential> refresh =
       google_.refreshGoogleToken(clientId, requireRefreshToken(credential, "Google"));
   const OAuthStoredCredential fresh = co_await std::move(refresh);
-  credentials_.saveCredential(fresh, accountId);
+  Task<void> saving = save(fresh, accountId);
+  co_await std::move(saving);
   co_return fresh.accessToken;
 }
 
@@ -84,7 +92,8 @@ Task<std::string> AccessTokens::microsoftToken(std::string clientId, std::string
   fresh.dataverseAccessToken = credential.dataverseAccessToken;
   fresh.dataverseExpiresAt = credential.dataverseExpiresAt;
   fresh.dataverseByEnvironment = credential.dataverseByEnvironment;
-  credentials_.saveCredential(fresh, accountId);
+  Task<void> saving = save(fresh, accountId);
+  co_await std::move(saving);
   co_return fresh.accessToken;
 }
 
@@ -124,8 +133,15 @@ Task<std::string> AccessTokens::dataverseToken(DataverseOrder order) {
     credential.dataverseExpiresAt = fresh.expiresAt;
   }
   if (fresh.refreshToken) credential.refreshToken = fresh.refreshToken;
-  credentials_.saveCredential(credential, order.accountId);
+  Task<void> saving = save(credential, order.accountId);
+  co_await std::move(saving);
   co_return fresh.accessToken;
+}
+
+Task<void> AccessTokens::save(OAuthStoredCredential credential, std::string accountId) {
+  Task<void> writing = writeTo(&credentials_, std::move(credential), std::move(accountId));
+  if (blocking_) writing = runOn(blocking_, std::move(writing));
+  co_await std::move(writing);
 }
 
 OAuthStoredCredential AccessTokens::requireCredential(const std::string& accountId,

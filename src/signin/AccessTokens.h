@@ -22,9 +22,11 @@ namespace halcyra {
 /// what the provider's client and the store throw. Any executor may await them.
 class AccessTokens {
  public:
-  /// Everything must outlive the object, and the object its operations.
+  /// Everything must outlive the object, and the object its operations. `blocking`, where there is
+  /// one, runs the writing of a refreshed credential, which may wait for the keychain.
   AccessTokens(KeychainHelper& secrets, OAuthCredentialStore& credentials,
-               GoogleOAuthClient& google, MicrosoftOAuthClient& microsoft, const Clock& clock);
+               GoogleOAuthClient& google, MicrosoftOAuthClient& microsoft, const Clock& clock,
+               Executor blocking = {});
 
   Task<std::string> validGoogleAccessToken(std::string accountId);
 
@@ -41,6 +43,7 @@ class AccessTokens {
 
   Task<std::string> microsoftToken(std::string clientId, std::string accountId);
   Task<std::string> dataverseToken(DataverseOrder order);
+  Task<void> save(OAuthStoredCredential credential, std::string accountId);
   OAuthStoredCredential requireCredential(const std::string& accountId,
                                           const std::string& provider);
   bool isFresh(const std::optional<TimePoint>& expiresAt) const;
@@ -50,6 +53,7 @@ class AccessTokens {
   GoogleOAuthClient& google_;
   MicrosoftOAuthClient& microsoft_;
   const Clock& clock_;
+  Executor blocking_;
 };
 
 }  // namespace halcyra

@@ -21,9 +21,10 @@ std::optional<OAuthStoredCredential> OAuthCredentialStore::loadCredential(
 
 void OAuthCredentialStore::saveCredential(const OAuthStoredCredential& credential,
                                           const std::string& accountId) {
-  const std::scoped_lock hold(cacheLock_);
+  // Without the lock: the keychain may make this wait for the user, and readers need not.
   secrets_.storage().writeSecret(encodeCredential(credential),
                                  secretKey::oauthCredential(accountId));
+  const std::scoped_lock hold(cacheLock_);
   cache_[accountId] = credential;
 }
 
