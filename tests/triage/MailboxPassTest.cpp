@@ -51,7 +51,7 @@ struct PassWorld {
 };
 
 TEST(MailboxPass, MailOfAProviderIsTriagedMarkedAndThenLeftAlone) {
-  const std::string raw = "Message-ID: <m>\r\nSubject: Hello\r\n\r\nHi";
+  const std::string raw = "Message-ID: <m@x>\r\nSubject: Hello\r\n\r\nHi";
   PassWorld gmail(GoogleGmail{});
   gmail.rest
       .answer(
@@ -72,7 +72,7 @@ TEST(MailboxPass, MailOfAProviderIsTriagedMarkedAndThenLeftAlone) {
       EXPECT_EQ(w->pass(w->rest.signIn.secrets, &w->providers), PassResult::done);
     }
     EXPECT_EQ(w->pipeline.effects, Texts{"mark seen"});
-    EXPECT_TRUE(w->pipeline.store.contains("box\x1E<m>"));
+    EXPECT_TRUE(w->pipeline.store.contains("box\x1E<m@x>"));
     EXPECT_TRUE(w->connector.connections().empty());
   }
   EXPECT_EQ(gmail.statuses, Texts{});
