@@ -139,7 +139,7 @@ TEST(GmailPass, AFailureCostsOneMessageAndOnlyThat) {
 TEST(GmailPass, WithoutATokenOrAListItEndsWithOneLine) {
   RestWorld refused(GoogleGmail{});
   refused.account.displayLabel = "my\nbox";
-  refused.answer(gmailList, R"({"error":{"message":"Quota","status":"EXHAUSTED"}})", 429);
+  refused.answer(gmailList, R"({"error":{"message":"Quota","status":"OVER"}})", 429);
   EXPECT_EQ(refused.gmailPass(), PassResult::failed);
   EXPECT_EQ(refused.effects, (Effects{gmailList, "log Gmail sync (my box): Quota (OVER)"}));
 
