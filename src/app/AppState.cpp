@@ -1,6 +1,8 @@
 #include "app/AppState.h"
 
+#include <exception>
 #include <utility>
+#include <variant>
 
 namespace halcyra {
 
@@ -79,6 +81,15 @@ Task<bool> AppState::runOnce(PassObserver passEnded, std::stop_token stop) {
 // here.
 void AppState::warmSecretCaches() {
   services_.sync.secrets.secretsSnapshot();
+  if (services_.credentials == nullptr) return;
+  for (const MailAccount& account : configProvider()().monitoredMailAccounts()) {
+    if (std::holds_alternative<IMAPConnection>(account.kind)) continue;
+    try {
+      services_.credentials->loadCredential(account.id);
+    } catch (const std::exception&) {
+      // The mailbox's pass meets it again and says so.
+    }
+  }
 }
 
 void AppState::changed() {

@@ -10,6 +10,7 @@
 #include "config/KeychainHelper.h"
 #include "config/ProcessedMessageStore.h"
 #include "platform/Notifications.h"
+#include "signin/OAuthCredentialStore.h"
 #include "triage/MailRuleActions.h"
 #include "triage/MailSender.h"
 #include "triage/MailSyncWorker.h"
@@ -26,6 +27,8 @@ struct AppServices {
   Notifications& notifications;
   /// None where all mailboxes are IMAP.
   ProviderMail* providers = nullptr;
+  /// The sign-ins of these mailboxes; none where all mailboxes are IMAP.
+  OAuthCredentialStore* credentials = nullptr;
   SuggestionPresenter& presenter;
   TriageObserver& observer;
   /// Watch this mailbox only.

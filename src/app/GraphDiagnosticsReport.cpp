@@ -21,7 +21,7 @@ std::string folderText(const FolderStatLine& folder) {
 }
 
 std::string mailText(const RecentMailLine& mail) {
-  return mail.subject + " — in " + mail.folderLabel + ", read=" + (mail.isRead ? "yes" : "no");
+  return mail.subject + "— in " + mail.folderLabel + ", read=" + (mail.isRead ? "yes" : "no");
 }
 
 bool hasMail(const FolderStatLine& folder) {

@@ -243,6 +243,7 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .http = app.http(),
                   .notifications = app.notifications(),
                   .providers = &providers.mail(),
+                  .credentials = &providers.credentials(),
                   .presenter = *face,
                   .observer = *face,
                   .onlyMailbox = options.mailbox});

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -10,6 +11,7 @@
 #include "cli/Command.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
+#include "platform/linux/InstanceLock.h"
 #include "platform/linux/JournalLog.h"
 #include "signin/ScopeHint.h"
 #include "text/ControlCharacters.h"
@@ -43,14 +45,17 @@ Task<void> stopOnCtrlC(boost::asio::signal_set& signals, std::stop_source stop) 
 }
 
 // The mailbox is named by the address that was signed in: it is also the one that it sends from.
+// The settings are read anew, since they may have changed while the browser was open.
 void nameMailbox(Session& session, const std::string& id, const std::string& address) {
-  ConfigStore& store = session.app.configStore();
-  AppConfig config = store.config();
-  for (MailAccount& account : config.mailAccounts) {
-    if (account.id == id) account.displayLabel = address;
-  }
-  store.setConfig(std::move(config));
   try {
+    const InstanceLock turn(configLock(session));
+    ConfigStore store(session.app.files(), session.app.secretStorage(),
+                      session.app.paths().settings);
+    AppConfig config = store.config();
+    const auto named = std::ranges::find(config.mailAccounts, id, &MailAccount::id);
+    if (named == config.mailAccounts.end()) return;
+    named->displayLabel = address;
+    store.setConfig(std::move(config));
     store.save();
   } catch (const std::exception& error) {
     complain(session.err, std::string("Could not save mail accounts: ") + error.what());

@@ -66,7 +66,6 @@ class MailSyncWorker : public std::enable_shared_from_this<MailSyncWorker> {
   std::shared_ptr<Run> makeRun(ConfigProvider config, SecretsProvider secrets,
                                std::stop_token stop);
   void reconcile(const std::shared_ptr<Run>& run);
-  void cancelLoops();
 
   SyncServices services_;
   ProcessorFactory makeProcessor_;

@@ -17,8 +17,8 @@ struct ProviderClients {
   GraphMailClient& graph;
 };
 
-/// Marks, tags and sends through the provider of the mailbox that the mail came from. For an IMAP
-/// mailbox it does nothing.
+/// Marks, tags and sends through the provider of the mailbox that the mail came from, which is not
+/// an IMAP one.
 class ProviderMailbox : public ProviderMail {
  public:
   explicit ProviderMailbox(ProviderClients clients) : clients_(clients) {}
