@@ -10,6 +10,7 @@
 #include "cli/Command.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
+#include "platform/linux/InstanceLock.h"
 #include "platform/linux/JournalLog.h"
 #include "signin/ScopeHint.h"
 #include "text/ControlCharacters.h"
@@ -43,14 +44,18 @@ Task<void> stopOnCtrlC(boost::asio::signal_set& signals, std::stop_source stop) 
 }
 
 // The mailbox is named by the address that was signed in: it is also the one that it sends from.
+// The settings are read anew, since they may have changed while the user was at the browser.
 void nameMailbox(Session& session, const std::string& id, const std::string& address) {
-  ConfigStore& store = session.app.configStore();
-  AppConfig config = store.config();
-  for (MailAccount& account : config.mailAccounts) {
-    if (account.id == id) account.displayLabel = address;
-  }
-  store.setConfig(std::move(config));
   try {
+    const InstanceLock turn(configLock(session));
+    ConfigStore store(session.app.files(), session.app.secretStorage(),
+                      session.app.paths().settings);
+    if (!store.loadProblem().empty()) throw std::runtime_error(store.loadProblem());
+    AppConfig config = store.config();
+    for (MailAccount& account : config.mailAccounts) {
+      if (account.id == id) account.displayLabel = address;
+    }
+    store.setConfig(std::move(config));
     store.save();
   } catch (const std::exception& error) {
     complain(session.err, std::string("Could not save mail accounts: ") + error.what());
