@@ -1,6 +1,6 @@
-// The program at work: a Dovecot with a day of sample mail, a submission server, a model,
-// halcyra-cli, and somebody who answers some of its suggestions. Then a table of what it decided
-// and what the servers hold afterwards.
+// The program at work: a day of sample mail at a Dovecot, at Gmail and at Outlook, a submission
+// server, a model, halcyra-cli, and somebody who answers some of its suggestions. Then a table of
+// what it decided and what the servers hold afterwards.
 
 #include <signal.h>
 
@@ -72,7 +72,23 @@ class Person {
     if (kind == "decision") note(event, *row);
   }
 
-  bool isDone() const { return decided_ + 1 >= rows_.size() && waitingAnswers_ == 0; }
+  // A message that the provider files as bulk is not downloaded, and only the log tells of it.
+  void seeLog(const std::string& log) {
+    for (DemoRow& row : rows_) {
+      if (row.providerID.empty() || !row.decidedBy.empty()) continue;
+      const std::size_t end = log.find("): " + row.providerID + "\n");
+      if (end == log.npos) continue;
+      const std::size_t start = log.rfind('(', end) + 1;
+      row.decision = "bulk, not even downloaded";
+      row.decidedBy = "prefilter: " + log.substr(start, end - start);
+      ++decided_;
+    }
+  }
+
+  bool isDone() const {
+    const auto today = std::ranges::count_if(rows_, &DemoRow::isOfToday);
+    return decided_ >= today && waitingAnswers_ == 0;
+  }
 
  private:
   void consider(const json& event, DemoRow& row) {
@@ -103,7 +119,7 @@ class Person {
 
   ChildProcess& program_;
   std::vector<DemoRow>& rows_;
-  std::size_t decided_ = 0;
+  std::ptrdiff_t decided_ = 0;
   int waitingAnswers_ = 0;
 };
 
@@ -118,6 +134,7 @@ void watchTheProgram(const ProgramHome& home, std::vector<DemoRow>& rows) {
   const auto deadline = steady_clock::now() + longestRun;
   while (!person.isDone()) {
     if (stopRequested) throw Interrupted();
+    person.seeLog(program.errors());
     if (const auto line = program.readLine(std::chrono::milliseconds(200))) {
       person.see(json::parse(*line));
     } else if (program.wait(std::chrono::milliseconds(0))) {
@@ -136,25 +153,26 @@ void watchTheProgram(const ProgramHome& home, std::vector<DemoRow>& rows) {
 }
 
 // Every message of today with a decision and marked, yesterday's untouched, every forward and
-// every answer at the submission server once.
-bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t submitted) {
-  const auto promised = [](const DemoRow& row) {
-    return std::size_t{row.answering} + (row.decision.starts_with("forwarded") ? 1 : 0);
-  };
-  std::size_t expected = 0;
-  for (const DemoRow& row : rows) expected += promised(row);
-  const auto today = static_cast<std::ptrdiff_t>(rows.size()) - 1;
-  return submitted == expected && !rows.back().seen &&
-         std::all_of(rows.begin(), rows.begin() + today, [](const DemoRow& row) {
+// every answer out once.
+bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t sent) {
+  std::size_t promised = 0;
+  for (const DemoRow& row : rows) {
+    promised += std::size_t{row.answering} + (row.decision.starts_with("forwarded") ? 1 : 0);
+  }
+  return sent == promised && std::ranges::all_of(rows, [](const DemoRow& row) {
+           if (!row.isOfToday) return !row.seen;
            return !row.decidedBy.empty() && row.seen && row.answering == row.answered;
          });
 }
 
 void introduce(const DemoOffice& office, const DemoModel& model, std::size_t messages) {
-  std::cout << "\n  Halcyra looks through the inbox of " << DemoOffice::user << ".\n"
-            << "  Mail server: Dovecot on 127.0.0.1:" << office.mail.port() << ", " << messages
-            << " unread messages.\n  Outgoing mail: a submission server on 127.0.0.1:"
-            << office.submission.port() << ".\n  Model: " << model.description() << ".\n"
+  std::cout << "\n  Halcyra looks through three inboxes with " << messages << " unread messages.\n"
+            << "  IMAP: Dovecot on 127.0.0.1:" << office.mail.port()
+            << ", with a submission server on 127.0.0.1:" << office.submission.port() << ".\n"
+            << "  Gmail and Outlook: stand-ins on 127.0.0.1:"
+            << office.providers.googleServer.port()
+            << " and 127.0.0.1:" << office.providers.microsoftServer.port() << ".\n"
+            << "  Model: " << model.description() << ".\n"
             << std::flush;
 }
 
@@ -163,12 +181,13 @@ void sumUp(const std::vector<DemoRow>& rows, std::chrono::duration<double> took)
       std::ranges::count_if(rows, [](auto& row) { return row.confidence.has_value(); });
   char seconds[16];
   std::snprintf(seconds, sizeof seconds, "%.1f", took.count());
-  std::cout << "\n  " << rows.size() - 1 << " messages of today in " << seconds << " s, " << asked
-            << " of them shown to the model.\n"
-            << "  Seen: Halcyra set \\Seen on the server, as read back from Dovecot. Unseen: not "
-               "touched.\n"
-            << "  Sent: the demo answered suggestions of the rule “" << DemoOffice::answeredRule
-            << "” as you would; the other drafts were left.\n";
+  std::cout
+      << "\n  " << std::ranges::count_if(rows, &DemoRow::isOfToday) << " messages of today in "
+      << seconds << " s, " << asked << " of them shown to the model.\n"
+      << "  Server: what the servers hold now. Read: Halcyra marked it there. Tagged: with this "
+         "label at\n  Gmail, this category at Outlook. Unread: not touched.\n"
+      << "  Sent: the demo answered suggestions of the rule “" << DemoOffice::answeredRule
+      << "” as you would; the other drafts were left.\n";
 }
 
 int runDemo() {
@@ -184,12 +203,14 @@ int runDemo() {
   const auto started = steady_clock::now();
   watchTheProgram(home, rows);
   const auto took = steady_clock::now() - started;
-  for (DemoRow& row : rows) row.seen = office.mail.seen(DemoOffice::user, row.messageID);
+  readBack(office, rows);
   const std::vector<SubmittedMessage> submitted = office.submission.received();
+  const std::vector<ProviderSent> provided = sentThroughProviders(office);
 
-  std::cout << demoReport(rows, thisScreen()) << submissionReport(submitted, thisScreen());
+  std::cout << demoReport(office.mailboxes(), rows, thisScreen())
+            << submissionReport(submitted, thisScreen()) << providerReport(provided, thisScreen());
   sumUp(rows, took);
-  if (!everythingAsPromised(rows, submitted.size())) {
+  if (!everythingAsPromised(rows, submitted.size() + provided.size())) {
     std::cerr << "\nhalcyra-demo: not every message ended as it should; run "
                  "“build/release/halcyra-cli monitor --once” on a mailbox of your own to see the "
                  "log, or ./test e2e\n";

@@ -65,7 +65,7 @@ struct Layout {
   std::size_t message = 0;
   std::size_t decision = 0;
   std::size_t confidence = 10;
-  std::size_t server = 6;
+  std::size_t server = 7;
 
   std::size_t total() const { return message + decision + confidence + server + 3 * gap; }
 };
@@ -85,15 +85,29 @@ Layout layoutFor(const std::vector<DemoRow>& rows, std::size_t width) {
   return layout;
 }
 
+std::string joined(const std::vector<std::string>& tags) {
+  std::string text;
+  for (const std::string& tag : tags) text += (text.empty() ? "" : ", ") + tag;
+  return text;
+}
+
 void writeRow(std::ostream& out, const Layout& layout, const DemoRow& row, const Painter& paint) {
   const std::string space(gap, ' ');
   out << std::string(margin, ' ') << paint.bold(fitted(plain(row.subject), layout.message)) << space
       << fitted(row.decision, layout.decision) << space
       << fitted(confidenceText(row.confidence), layout.confidence) << space
-      << (row.seen ? paint.green("seen") : paint.yellow("unseen")) << "\n";
+      << (row.seen ? paint.green("read") : paint.yellow("unread")) << "\n";
   const std::string sender = fitted(senderName(plain(row.from)), layout.message - indent);
   out << std::string(margin + indent, ' ')
-      << paint.faint(sender + space + std::string(indent, ' ') + plain(row.decidedBy)) << "\n";
+      << paint.faint(sender + space + std::string(indent, ' '));
+  if (row.tags.empty()) {
+    out << paint.faint(plain(row.decidedBy)) << "\n";
+    return;
+  }
+  const std::size_t room = layout.confidence + gap + layout.server;
+  const std::string tags = "tagged " + plain(joined(row.tags));
+  out << paint.faint(fitted(plain(row.decidedBy), layout.decision - indent)) << space
+      << paint.green(columnsOf(tags) > room ? fitted(tags, room) : tags) << "\n";
 }
 
 std::string heading(const Layout& layout) {
@@ -156,14 +170,20 @@ Screen thisScreen() {
   return screen;
 }
 
-std::string demoReport(const std::vector<DemoRow>& rows, const Screen& screen) {
+std::string demoReport(const std::vector<DemoMailbox>& mailboxes, const std::vector<DemoRow>& rows,
+                       const Screen& screen) {
   const Painter paint(screen.colours);
   const Layout layout = layoutFor(rows, screen.width);
   const std::string left(margin, ' ');
   std::ostringstream out;
   out << "\n" << left << paint.faint(heading(layout)) << "\n";
   out << left << paint.faint(rule(layout.total())) << "\n";
-  for (const DemoRow& row : rows) writeRow(out, layout, row, paint);
+  for (const DemoMailbox& mailbox : mailboxes) {
+    out << "\n" << left << paint.bold(mailbox.title) << "\n\n";
+    for (const DemoRow& row : rows) {
+      if (row.mailbox == mailbox.id) writeRow(out, layout, row, paint);
+    }
+  }
   writeReplies(out, rows, screen.width, paint);
   return out.str();
 }
@@ -180,6 +200,18 @@ std::string submissionReport(const std::vector<SubmittedMessage>& messages, cons
     for (const std::string& line : headerLines(message.data)) {
       out << left << paint.faint("│ " + plain(line)) << "\n";
     }
+  }
+  return out.str();
+}
+
+std::string providerReport(const std::vector<ProviderSent>& messages, const Screen& screen) {
+  const Painter paint(screen.colours);
+  const std::string left(margin, ' ');
+  std::ostringstream out;
+  out << "\n" << left << paint.bold("What left through Gmail and Outlook themselves") << "\n\n";
+  for (const ProviderSent& message : messages) {
+    out << left << message.provider << " → " << plain(message.to)
+        << paint.faint(" · " + plain(message.subject)) << "\n";
   }
   return out.str();
 }

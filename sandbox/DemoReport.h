@@ -12,6 +12,12 @@ namespace halcyra::sandbox {
 /// What the demo tells about one message.
 struct DemoRow {
   std::string messageID;
+  /// Id of its mailbox.
+  std::string mailbox = {};
+  /// Gmail's or Graph's own id of it.
+  std::string providerID = {};
+  /// Of today, and so to be looked at.
+  bool isOfToday = true;
   std::string subject;
   std::string from;
   std::string decision = "not looked at";
@@ -24,6 +30,21 @@ struct DemoRow {
   bool answered = false;
   /// As the server has it afterwards.
   bool seen = false;
+  /// The labels or categories that it was given there.
+  std::vector<std::string> tags = {};
+};
+
+/// A mailbox as the table heads its messages.
+struct DemoMailbox {
+  std::string id;
+  std::string title;
+};
+
+/// A message that left through Gmail or Graph.
+struct ProviderSent {
+  std::string provider;
+  std::string to;
+  std::string subject;
 };
 
 /// Where the report is shown.
@@ -35,8 +56,12 @@ struct Screen {
 /// Standard output: its width, and colours only if it is a terminal that wants them.
 Screen thisScreen();
 
-/// The table of all messages, then the suggested replies.
-std::string demoReport(const std::vector<DemoRow>& rows, const Screen& screen);
+/// The table of all messages by mailbox, then the suggested replies.
+std::string demoReport(const std::vector<DemoMailbox>& mailboxes, const std::vector<DemoRow>& rows,
+                       const Screen& screen);
+
+/// What left through the providers themselves.
+std::string providerReport(const std::vector<ProviderSent>& messages, const Screen& screen);
 
 /// What the submission server took, a few lines of each message.
 std::string submissionReport(const std::vector<SubmittedMessage>& messages, const Screen& screen);

@@ -8,6 +8,7 @@
 #include "sandbox/DovecotServer.h"
 #include "sandbox/LoopbackHttpServer.h"
 #include "sandbox/ProgramHome.h"
+#include "sandbox/ProviderServers.h"
 #include "sandbox/SubmissionServer.h"
 
 namespace halcyra::sandbox {
@@ -30,23 +31,36 @@ class DemoModel {
   std::string key_;
 };
 
-/// The servers of the demo's office, and one account that all of them know.
+/// The servers of the demo's office, each with one account of the same person.
 struct DemoOffice {
   DemoOffice();
 
+  static constexpr const char* password = "plum cake";
   static constexpr const char* user = "robin@alder-tools.example.com";
+  static constexpr const char* gmailUser = "robin.alder@gmail.example";
+  static constexpr const char* outlookUser = "robin@alder-tools.example.net";
   static constexpr const char* bookkeeping = "bookkeeping@alder-tools.example.com";
   static constexpr const char* sales = "sales@alder-tools.example.com";
   /// Suggestions of this rule are answered in the demo.
   static constexpr const char* answeredRule = "Support";
 
+  /// The mailboxes, in the order in which they are shown.
+  std::vector<DemoMailbox> mailboxes() const;
+
   DovecotServer mail;
   SubmissionServer submission;
+  ProviderServers providers;
 };
 
-/// Puts the samples into the inbox, the last one as of yesterday.
+/// Puts the samples into the inboxes, one of them as of yesterday.
 std::vector<DemoRow> deliverSamples(DemoOffice& office);
 
-void configure(ProgramHome& home, const DemoOffice& office, const DemoModel& model);
+/// Fills in what the servers hold of each message now.
+void readBack(const DemoOffice& office, std::vector<DemoRow>& rows);
+
+/// What left through Gmail and Graph.
+std::vector<ProviderSent> sentThroughProviders(const DemoOffice& office);
+
+void configure(ProgramHome& home, DemoOffice& office, const DemoModel& model);
 
 }  // namespace halcyra::sandbox

@@ -29,7 +29,7 @@ class LoopbackHttpServer {
   /// Called on the server's thread, one request after another.
   using Handler = std::function<HttpResponse(const ServedRequest&)>;
 
-  /// Serves at once. Port 0 takes a free one. Throws std::system_error when the port is taken.
+  /// Serves at once. Port 0 takes a free one. Throws std::runtime_error when the port is taken.
   explicit LoopbackHttpServer(Handler handler, std::uint16_t port = 0);
   ~LoopbackHttpServer();
 

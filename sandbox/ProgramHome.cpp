@@ -28,16 +28,17 @@ constexpr const char* defaultSettings = R"({
 ProgramHome::ProgramHome(std::filesystem::path program)
     : settings(json::parse(defaultSettings)), program_(std::move(program)) {
   std::filesystem::create_directories(dataFolder());
-  environment = {{"HALCYRA_KEYCHAIN", "file"},
-                 {"XDG_DATA_HOME", (folder() / "data").string()},
-                 {"XDG_CONFIG_HOME", (folder() / "config").string()},
-                 // Neither the desktop nor a journal nor a proxy of the machine belongs to a sandbox.
-                 {"DBUS_SESSION_BUS_ADDRESS", ""},
-                 {"XDG_RUNTIME_DIR", ""},
-                 {"JOURNAL_STREAM", ""},
-                 {"http_proxy", ""},
-                 {"all_proxy", ""},
-                 {"ALL_PROXY", ""}};
+  environment = {
+      {"HALCYRA_KEYCHAIN", "file"},
+      {"XDG_DATA_HOME", (folder() / "data").string()},
+      {"XDG_CONFIG_HOME", (folder() / "config").string()},
+      // Neither the desktop nor a journal nor a proxy of the machine belongs to a sandbox.
+      {"DBUS_SESSION_BUS_ADDRESS", ""},
+      {"XDG_RUNTIME_DIR", ""},
+      {"JOURNAL_STREAM", ""},
+      {"http_proxy", ""},
+      {"all_proxy", ""},
+      {"ALL_PROXY", ""}};
 }
 
 void ProgramHome::addMailbox(const IMAPMailbox& mailbox) {
@@ -52,6 +53,37 @@ void ProgramHome::addMailbox(const IMAPMailbox& mailbox) {
                                           {"useTLS", mailbox.useTLS},
                                           {"username", mailbox.user},
                                           {"mailbox", "INBOX"}}}}}});
+}
+
+void ProgramHome::addProviderMailbox(const std::string& id, const std::string& label,
+                                     const char* type) {
+  settings["mailAccounts"].push_back(
+      {{"id", id}, {"enabled", true}, {"displayLabel", label}, {"kind", {{"type", type}}}});
+}
+
+void ProgramHome::addGmailMailbox(const std::string& id, const std::string& label) {
+  addProviderMailbox(id, label, "googleGmail");
+}
+
+void ProgramHome::addGraphMailbox(const std::string& id, const std::string& label) {
+  addProviderMailbox(id, label, "microsoftGraph");
+}
+
+void ProgramHome::useProviders(const ProviderAccess& access) {
+  const auto write = [this](const char* variable, const char* name, const json& content) {
+    const std::filesystem::path file = folder() / name;
+    std::ofstream(file) << content.dump(2) << "\n";
+    environment[variable] = file.string();
+  };
+  write("HALCYRA_ENDPOINTS", "endpoints.json",
+        {{"google", access.googleURL},
+         {"googleAccounts", access.googleURL},
+         {"googleToken", access.googleURL},
+         {"microsoftLogin", access.microsoftURL},
+         {"graph", access.microsoftURL}});
+  write("HALCYRA_INFO", "Info.json",
+        {{"HalcyraGoogleOAuthClientId", access.googleClientId},
+         {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId}});
 }
 
 void ProgramHome::addRule(const std::string& id, const std::string& name,
@@ -76,6 +108,17 @@ void ProgramHome::storeSecret(const std::string& key, const std::string& value) 
   if (!ending || ending->status != 0) {
     throw std::runtime_error("cannot store the secret " + key + ": " + program.errors());
   }
+}
+
+void ProgramHome::storeCredential(const std::string& mailbox, const IssuedTokens& tokens,
+                                  std::chrono::seconds lifetime) const {
+  // Stored dates count seconds from 2001-01-01 UTC.
+  constexpr std::chrono::sys_days start = std::chrono::year(2001) / 1 / 1;
+  const auto expiry = std::chrono::system_clock::now() + lifetime - start;
+  json credential = {{"accessToken", tokens.accessToken},
+                     {"expiresAt", std::chrono::duration<double>(expiry).count()}};
+  if (tokens.refreshToken) credential["refreshToken"] = *tokens.refreshToken;
+  storeSecret("oauth.credential." + mailbox, credential.dump());
 }
 
 Command ProgramHome::command(std::vector<std::string> arguments) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -9,6 +10,7 @@
 
 #include "sandbox/ChildProcess.h"
 #include "sandbox/TemporaryFolder.h"
+#include "sandbox/TokenIssuer.h"
 
 namespace halcyra::sandbox {
 
@@ -19,6 +21,14 @@ struct IMAPMailbox {
   std::uint16_t port = 0;
   bool useTLS = false;
   std::string user;
+};
+
+/// The services of Google and Microsoft that a home's programs use in place of the real ones.
+struct ProviderAccess {
+  std::string googleURL;
+  std::string googleClientId;
+  std::string microsoftURL;
+  std::string microsoftClientId;
 };
 
 /// A home of its own for one halcyra-cli: settings, memory of handled messages and secrets in a
@@ -32,6 +42,12 @@ class ProgramHome {
   nlohmann::json settings;
 
   void addMailbox(const IMAPMailbox& mailbox);
+  /// The program sends from the label when it is an address.
+  void addGmailMailbox(const std::string& id, const std::string& label);
+  void addGraphMailbox(const std::string& id, const std::string& label);
+  /// Writes the files with the services' addresses and the client ids, and names them in the
+  /// environment.
+  void useProviders(const ProviderAccess& access);
   void addRule(const std::string& id, const std::string& name, const std::string& criteria,
                const std::string& action, bool isCatchAll = false);
 
@@ -40,6 +56,10 @@ class ProgramHome {
 
   /// Stores a secret through the program itself. Throws std::runtime_error when that fails.
   void storeSecret(const std::string& key, const std::string& value) const;
+
+  /// Stores what a sign-in of the mailbox would have left. Throws like storeSecret.
+  void storeCredential(const std::string& mailbox, const IssuedTokens& tokens,
+                       std::chrono::seconds lifetime = TokenIssuer::lifetime) const;
 
   /// A command line of the program within this home.
   Command command(std::vector<std::string> arguments) const;
@@ -53,6 +73,8 @@ class ProgramHome {
   std::map<std::string, std::string> environment;
 
  private:
+  void addProviderMailbox(const std::string& id, const std::string& label, const char* type);
+
   TemporaryFolder folder_;
   std::filesystem::path program_;
 };

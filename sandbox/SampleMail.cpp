@@ -12,6 +12,19 @@ namespace halcyra::sandbox {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::vector<fs::path> messagesIn(const fs::path& folder) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.path().extension() == ".eml") files.push_back(entry.path());
+  }
+  std::ranges::sort(files);
+  return files;
+}
+
+}  // namespace
+
 std::string mailDate(std::chrono::system_clock::time_point moment) {
   static constexpr std::array days{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   static constexpr std::array months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -43,12 +56,15 @@ std::string sampleMessage(const fs::path& file, std::chrono::system_clock::time_
 }
 
 std::vector<fs::path> sampleFiles() {
-  std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(HALCYRA_SAMPLES)) {
-    if (entry.path().extension() == ".eml") files.push_back(entry.path());
-  }
-  std::ranges::sort(files);
-  return files;
+  return messagesIn(HALCYRA_SAMPLES);
+}
+
+std::vector<fs::path> gmailSampleFiles() {
+  return messagesIn(fs::path(HALCYRA_SAMPLES) / "gmail");
+}
+
+std::vector<fs::path> outlookSampleFiles() {
+  return messagesIn(fs::path(HALCYRA_SAMPLES) / "outlook");
 }
 
 fs::path olderSampleFile() {

@@ -18,6 +18,10 @@ std::string sampleMessage(const std::filesystem::path& file,
 /// The sample messages: a business inbox of one day, by file name.
 std::vector<std::filesystem::path> sampleFiles();
 
+/// Those of the same person's private Gmail mailbox and of an Outlook mailbox.
+std::vector<std::filesystem::path> gmailSampleFiles();
+std::vector<std::filesystem::path> outlookSampleFiles();
+
 /// A message that has waited, unread, since an earlier day.
 std::filesystem::path olderSampleFile();
 

@@ -39,15 +39,22 @@ HttpResponse sentBack(const std::string& redirectURI,
   return {302, {{"Location", redirectURI + "?" + formEncoded(items)}}, {}};
 }
 
+// A click that the page makes on its own link, for a browser that nobody sits at.
+std::string clickOn(const std::string& id) {
+  if (id != "allow" && id != "deny") return "";
+  return "<script>document.getElementById(\"" + id + "\").click()</script>";
+}
+
 HttpResponse question(const SignInPage& page, const ServedRequest& request,
-                      const std::string& scope) {
+                      const RequestTarget& target) {
   const auto link = [&](const char* id, const char* text) {
     return std::string("<p><a id=\"") + id + "\" href=\"" +
            escapedHtml(request.target + "&decision=" + id) + "\">" + text + "</a></p>";
   };
   return htmlPage(200, "Sandbox sign-in: " + page.provider,
                   "<p>Halcyra asks for access to " + escapedHtml(page.account) + ".</p><p>" +
-                      escapedHtml(scope) + "</p>" + link("allow", "Allow") + link("deny", "Deny"));
+                      escapedHtml(itemOf(target.query, "scope")) + "</p>" + link("allow", "Allow") +
+                      link("deny", "Deny") + clickOn(itemOf(target.query, "autoclick")));
 }
 
 }  // namespace
@@ -64,7 +71,7 @@ HttpResponse signInAnswer(const SignInPage& page, const ServedRequest& request,
     return sentBack(redirectURI, {{"error", "access_denied"},
                                   {"error_description", "The person refused access."}});
   }
-  if (decision != "allow") return question(page, request, itemOf(query, "scope"));
+  if (decision != "allow") return question(page, request, target);
   return sentBack(
       redirectURI,
       {{"code", issuer.issueCode({page.clientId, redirectURI, itemOf(query, "code_challenge"),

@@ -41,7 +41,9 @@ MailAccount mailboxAt(Provider provider, const AppConfig& config, const std::str
 Task<void> stopOnCtrlC(boost::asio::signal_set& signals, std::stop_source stop) {
   boost::system::error_code cancelled;
   co_await signals.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
-  if (!cancelled) stop.request_stop();
+  if (cancelled) co_return;
+  stop.request_stop();
+  signals.clear();  // a second one ends the program, whatever it waits for
 }
 
 // The mailbox is named by the address that was signed in: it is also the one that it sends from.
@@ -51,6 +53,7 @@ void nameMailbox(Session& session, const std::string& id, const std::string& add
     const InstanceLock turn(configLock(session));
     ConfigStore store(session.app.files(), session.app.secretStorage(),
                       session.app.paths().settings);
+    if (!store.loadProblem().empty()) throw std::runtime_error(store.loadProblem());
     AppConfig config = store.config();
     const auto named = std::ranges::find(config.mailAccounts, id, &MailAccount::id);
     if (named == config.mailAccounts.end()) return;
@@ -76,7 +79,7 @@ Task<int> signIn(Session& session, Provider provider, std::string id) {
                                    : "Open this address in a browser on this machine:\n")
                 << printable(address) << "\nCtrl-C gives up." << std::endl;
   };
-  std::string failure;
+  std::optional<std::string> failure;
   try {
     Task<std::optional<std::string>> running =
         provider == Provider::google
@@ -90,18 +93,21 @@ Task<int> signIn(Session& session, Provider provider, std::string id) {
     failure = scopeHint(error.what(), nameOf(provider));
   }
   signals.cancel();
-  if (!failure.empty()) complain(session.err, failure);
-  co_return failure.empty() ? 0 : 1;
+  if (!failure) co_return 0;
+  complain(session.err, failure->empty() ? "the provider gave no reason" : *failure);
+  co_return 1;
 }
 
 int signInTo(Session& session, Provider provider, const std::string& id) {
   mailboxAt(provider, openConfig(session).config(), id);
+  const auto turn = secretsTurn(session);
   openSecrets(session);
   return session.app.run(signIn(session, provider, id));
 }
 
 int signOutOf(Session& session, Provider provider, const std::string& id) {
   mailboxAt(provider, openConfig(session).config(), id);
+  const auto turn = secretsTurn(session);
   openSecrets(session);
   JournalLog log(STDERR_FILENO);
   session.app.providers(log).credentials().deleteCredential(id);
