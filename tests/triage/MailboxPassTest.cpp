@@ -62,9 +62,9 @@ TEST(MailboxPass, MailOfAProviderIsTriagedMarkedAndThenLeftAlone) {
   PassWorld graph(MicrosoftGraph{});
   graph.rest
       .answer(
-          "GET /mailFolders/inbox/messages?%24filter=isRead%20eq%20false%20and%20receivedDateTime"
-          "%20ge%202026-03-05T00%3A00%3A00Z%20and%20receivedDateTime%20lt%202026-03-06T00%3A00%3A"
-          "00Z&%24top=25&%24select=id%2CinferenceClassification&%24orderby=receivedDateTime%20desc",
+          "GET /mailFolders/inbox/messages?$filter=isRead%20eq%20false%20and%20receivedDateTime"
+          "%20ge%202026-03-05T00:00:00Z%20and%20receivedDateTime%20lt%202026-03-06T00:00:"
+          "00Z&$top=25&$select=id,inferenceClassification&$orderby=receivedDateTime%20desc",
           R"({"value":[{"id":"1"}]})")
       .answer("GET /messages/1/$value", raw);
   for (PassWorld* w : {&gmail, &graph}) {

@@ -71,8 +71,7 @@ TEST(ProviderMailbox, MarksAndTagsWithTheseRequests) {
   const std::string modify = "POST " + gmailMe + "/messages/A1/modify" + withJson;
   const std::string patch = "PATCH " + graphMe + "/messages/A1" + withJson;
   const std::string listLabels = "GET " + gmailMe + "/labels" + bearer;
-  const std::string listCategories =
-      "GET " + graphMe + "/messages/A1?%24select=categories" + bearer;
+  const std::string listCategories = "GET " + graphMe + "/messages/A1?$select=categories" + bearer;
   const auto mark = [](Operation& o) { return o.mailbox.markProcessed(o.incoming, std::nullopt); };
   const auto markAndTag = [](Operation& o) { return o.mailbox.markProcessed(o.incoming, "t “1”"); };
   const auto tag = [](Operation& o) { return o.mailbox.addTag(o.incoming, "t “1”"); };

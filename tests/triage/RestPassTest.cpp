@@ -12,13 +12,13 @@ const std::string gmailList =
     "GET /messages?q=is%3Aunread%20in%3Ainbox%20after%3A2026%2F03%2F05%20before%3A2026%2F03%2F06"
     "&maxResults=25";
 const std::string graphToday =
-    "GET /mailFolders/inbox/messages?%24filter=isRead%20eq%20false%20and%20receivedDateTime%20ge%20"
-    "2026-03-05T00%3A00%3A00Z%20and%20receivedDateTime%20lt%202026-03-06T00%3A00%3A00Z&%24top=25"
-    "&%24select=";
+    "GET /mailFolders/inbox/messages?$filter=isRead%20eq%20false%20and%20receivedDateTime%20ge%20"
+    "2026-03-05T00:00:00Z%20and%20receivedDateTime%20lt%202026-03-06T00:00:00Z&$top=25"
+    "&$select=";
 const std::string graphList =
-    graphToday + "id%2CinferenceClassification&%24orderby=receivedDateTime%20desc";
+    graphToday + "id,inferenceClassification&$orderby=receivedDateTime%20desc";
 const std::string synthesized =
-    "?%24select=subject%2Cfrom%2CreceivedDateTime%2CinternetMessageId%2Cbody%2CuniqueBody";
+    "?$select=subject,from,receivedDateTime,internetMessageId,body,uniqueBody";
 
 std::string labelsOf(const std::string& id) {
   return "GET /messages/" + id + "?format=minimal";
@@ -156,7 +156,7 @@ TEST(GraphPass, TheOtherTabIsMarkedWithoutDownloadAndTheRestIsHandedOver) {
   w.config.prefilterSkippedMailboxTag = "bulk";
   w.answer(graphList, R"({"value":[{"id":"A/=","inferenceClassification":" Other "},{"id":"2"},
                         {"id":"3","inferenceClassification":"focused"}]})")
-      .answer("GET /messages/A%2F%3D?%24select=categories", R"({"categories":["kept"]})")
+      .answer("GET /messages/A%2F%3D?$select=categories", R"({"categories":["kept"]})")
       .answer("PATCH /messages/A%2F%3D", "{}")
       .answer("GET /messages/2/$value", mailHello)
       .answer("GET /messages/3/$value", "", 404)
@@ -168,7 +168,7 @@ TEST(GraphPass, TheOtherTabIsMarkedWithoutDownloadAndTheRestIsHandedOver) {
   const Effects downloads = {"GET /messages/2/$value", "process 2 177623 Hello: Hi",
                              "GET /messages/3/$value", "GET /messages/3" + synthesized,
                              "process 3 177624 S: a\nb"};
-  Effects expected = {graphList, status, "GET /messages/A%2F%3D?%24select=categories",
+  Effects expected = {graphList, status, "GET /messages/A%2F%3D?$select=categories",
                       R"(PATCH /messages/A%2F%3D {"categories":["kept","noise"],"isRead":true})",
                       "log Prefilter skip (Outlook Other): A/="};
   expected.insert(expected.end(), downloads.begin(), downloads.end());
