@@ -100,7 +100,8 @@ Task<int> signIn(Session& session, Provider provider, std::string id) {
 
 int signInTo(Session& session, Provider provider, const std::string& id) {
   mailboxAt(provider, openConfig(session).config(), id);
-  const auto turn = secretsTurn(session);
+  // Not held while the browser is open: whoever signs in twice shall be told about the port.
+  secretsTurn(session).reset();
   openSecrets(session);
   return session.app.run(signIn(session, provider, id));
 }
