@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "mail/ApiRequest.h"
+#include "text/ControlCharacters.h"
 #include "text/InternetDate.h"
 #include "text/Trim.h"
 
@@ -99,7 +100,7 @@ Task<std::vector<InboxUnreadItem>> GraphInboxListing::listTodayUnread(std::strin
       const std::vector<GraphListedMessage> messages = co_await std::move(asking);
       co_return query.needsFilter ? unreadWithin(day, messages, limit) : asTheyAre(messages, limit);
     } catch (const std::runtime_error& error) {
-      log_.logLine("Graph inbox list failed (" + query.name + "): " + error.what());
+      log_.logLine("Graph inbox list failed (" + query.name + "): " + onOneLine(error.what()));
       failure = std::current_exception();
     }
   }

@@ -6,6 +6,7 @@
 
 #include "text/Case.h"
 #include "text/ControlCharacters.h"
+#include "text/Graphemes.h"
 #include "text/Trim.h"
 #include "triage/RestPass.h"
 
@@ -137,7 +138,12 @@ Task<std::string> GraphPass::fetchText(std::string id) {
   co_return co_await std::move(building);
 }
 
+// A failure may carry a whole page of the server's.
 Task<void> GraphPass::tell(std::string text, bool isError) {
+  constexpr std::size_t longestStatus = 1000;
+  if (hasMoreGraphemesThan(text, longestStatus)) {
+    text = std::string(graphemePrefix(text, longestStatus)) + "…";
+  }
   Task<void> telling = context_.tellStatus(stamp_ + " — " + text, isError);
   co_await std::move(telling);
 }
