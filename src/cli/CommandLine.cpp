@@ -17,9 +17,8 @@ constexpr const char* description =
     "message, and acts.\n";
 
 constexpr const char* footer =
-    "Start with: halcyra-cli mailbox add, halcyra-cli config edit, then halcyra-cli secret set "
-    "imap.password,\n"
-    "halcyra-cli mailbox test and halcyra-cli monitor.\n"
+    "Start with: halcyra-cli mailbox add, halcyra-cli config edit, then halcyra-cli signin or\n"
+    "halcyra-cli secret set imap.password, halcyra-cli mailbox test and halcyra-cli monitor.\n"
     "Every command has --help. Exit codes: 0 done, 1 failed, 2 wrong usage.";
 
 CLI::App& deepest(CLI::App& app) {

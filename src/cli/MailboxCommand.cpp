@@ -54,13 +54,13 @@ std::vector<MailAccount> mailboxesToTest(Session& session, const std::string& id
 
 Task<std::string> testOne(Session& session, Providers& providers, MailAccount account,
                           std::string password) {
-  if (!std::holds_alternative<IMAPConnection>(account.kind)) {
+  const auto* imap = std::get_if<IMAPConnection>(&account.kind);
+  if (imap == nullptr) {
     Task<std::string> asking =
         testProviderMailbox(providers, session.app.configStore().config(), std::move(account));
     co_return co_await std::move(asking);
   }
-  Task<std::string> connecting =
-      testMailbox(session.app.connector(), std::move(account), std::move(password));
+  Task<std::string> connecting = testMailbox(session.app.connector(), *imap, std::move(password));
   Task<std::string> onIo = runOn(session.app.ioExecutor(), std::move(connecting));
   co_return co_await std::move(onIo);
 }

@@ -48,13 +48,9 @@ std::string howFar(const IMAPError& error, const IMAPLogin& login) {
 
 }  // namespace
 
-Task<std::string> testMailbox(StreamConnector& connector, MailAccount account,
+Task<std::string> testMailbox(StreamConnector& connector, IMAPConnection connection,
                               std::string imapPassword) {
-  const auto* imap = std::get_if<IMAPConnection>(&account.kind);
-  if (imap == nullptr) {
-    throw MailboxTestError("a mailbox of this kind cannot be tested yet, only IMAP ones");
-  }
-  const IMAPLogin login = loginFor(*imap, imapPassword);
+  const IMAPLogin login = loginFor(connection, imapPassword);
   IMAPClient client(connector);
   try {
     Task<void> connecting = client.connect(login);

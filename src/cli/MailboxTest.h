@@ -17,7 +17,7 @@ class MailboxTestError : public std::runtime_error {
 
 /// Connects, signs in and opens the folder, as each pass of the monitor does, and changes nothing.
 /// Gives the sentence that says so. Throws MailboxTestError. `connector` must outlive the task.
-Task<std::string> testMailbox(StreamConnector& connector, MailAccount account,
+Task<std::string> testMailbox(StreamConnector& connector, IMAPConnection connection,
                               std::string imapPassword);
 
 }  // namespace halcyra

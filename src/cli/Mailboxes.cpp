@@ -17,7 +17,7 @@ MailAccount mailboxWithId(const AppConfig& config, const std::string& id) {
   throw std::runtime_error(known.empty()
                                ? "there is no mailbox \"" + id +
                                      "\", nor any other; add one with "
-                                     "\"halcyra-cli config edit\""
+                                     "\"halcyra-cli mailbox add\""
                                : "there is no mailbox \"" + id + "\"; the mailboxes are: " + known);
 }
 

@@ -55,7 +55,7 @@ std::unique_ptr<InstanceLock> secretsTurn(Session& session) {
 std::string addMailboxHint(Session& session) {
   const std::filesystem::path kept = session.app.paths().settings / "config.unreadable.json";
   std::error_code error;
-  if (!std::filesystem::exists(kept, error)) return "add one with \"halcyra-cli config edit\"";
+  if (!std::filesystem::exists(kept, error)) return "add one with \"halcyra-cli mailbox add\"";
   return "earlier settings that could not be read are kept as " + kept.string() +
          ": mend that and put it back as config.json, or add a mailbox with \"halcyra-cli config "
          "edit\"";

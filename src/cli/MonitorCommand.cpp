@@ -2,15 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <csignal>
 
 #include "app/AppState.h"
 #include "cli/Command.h"
 #include "cli/Messages.h"
 #include "cli/MonitorFace.h"
+#include "cli/StopSignals.h"
 #include "platform/TaskGroup.h"
 #include "platform/linux/InstanceLock.h"
 #include "text/ControlCharacters.h"
@@ -56,59 +53,6 @@ std::string joinedLabels(const std::vector<MailAccount>& accounts) {
   }
   return labels;
 }
-
-/// SIGINT, SIGTERM and the end of the terminal. The first asks for a clean stop; a second, or a
-/// task that still waits for the network after the grace, ends the process at once. What is not
-/// recorded then is met again. Only a message on its way out is uncertain at that moment, so the
-/// grace does not end during a send; a second signal ends it all the same.
-class StopSignals {
- public:
-  StopSignals(Executor main, const AppState& state)
-      : state_(state), signals_(main, SIGINT, SIGTERM), grace_(main) {
-    // Whoever started the program to outlive its terminal has this one ignored.
-    struct sigaction hangUp {};
-    sigaction(SIGHUP, nullptr, &hangUp);
-    if (hangUp.sa_handler != SIG_IGN) signals_.add(SIGHUP);
-  }
-
-  /// True at the first signal, false when `cancel` came before it.
-  Task<bool> first() {
-    boost::system::error_code cancelled;
-    co_await signals_.async_wait(
-        boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
-    co_return !cancelled;
-  }
-
-  /// `uncertain` is what to say, once, when mail is on its way out.
-  void endAtOnceOnSecond(std::function<void()> uncertain) {
-    if (state_.isSendingMail()) uncertain();
-    signals_.async_wait([this](boost::system::error_code cancelled, int) {
-      if (!cancelled) std::_Exit(state_.isSendingMail() ? 1 : 0);
-    });
-    endAfterGrace();
-  }
-
-  void cancel() {
-    signals_.cancel();
-    grace_.cancel();
-  }
-
- private:
-  // A message on its way out is waited for: nobody would know whether it arrived, and a forward
-  // would go out again at the next start.
-  void endAfterGrace() {
-    grace_.expires_after(std::chrono::seconds(10));
-    grace_.async_wait([this](boost::system::error_code cancelled) {
-      if (cancelled) return;
-      if (!state_.isSendingMail()) std::_Exit(0);
-      endAfterGrace();
-    });
-  }
-
-  const AppState& state_;
-  boost::asio::signal_set signals_;
-  boost::asio::steady_timer grace_;
-};
 
 /// The part of a face that takes answers, running beside the monitoring.
 class Answers {
@@ -247,7 +191,7 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .presenter = *face,
                   .observer = *face,
                   .onlyMailbox = options.mailbox});
-  StopSignals signals(app.mainContext().get_executor(), state);
+  StopSignals signals(app.mainContext().get_executor(), [&state] { return state.isSendingMail(); });
   face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
   GraphStatusLines statusLines(state, *face);
   const int exitCode =

@@ -136,12 +136,8 @@ Task<SendResult> MailRuleActions::actInstead(RuleActionContext context, std::str
       co_return outcome(true, "");
     case MailRuleAction::forwardAndNotify:
     case MailRuleAction::forwardSilently: {
-      std::string address(trimmed(context.rule.forwardTo));
-      if (address.empty()) co_return outcome(false, "This rule has no forward address.");
-      const bool notifies = context.rule.action == MailRuleAction::forwardAndNotify;
-      const ForwardNotice notice = notifies ? ForwardNotice::notify : ForwardNotice::silent;
-      Task<bool> forwarding = forwardMail(context, std::move(address), notice);
-      co_return outcome(co_await std::move(forwarding), "Forward failed.");
+      Task<SendResult> forwarding = forwardInstead(std::move(context));
+      co_return co_await std::move(forwarding);
     }
     case MailRuleAction::dynamicsCreateLead: {
       if (!std::holds_alternative<MicrosoftGraph>(context.incoming->account.kind)) {
@@ -166,6 +162,15 @@ Task<SendResult> MailRuleActions::actInstead(RuleActionContext context, std::str
     }
   }
   co_return SendResult{};
+}
+
+Task<SendResult> MailRuleActions::forwardInstead(RuleActionContext context) {
+  std::string address(trimmed(context.rule.forwardTo));
+  if (address.empty()) co_return outcome(false, "This rule has no forward address.");
+  const bool notifies = context.rule.action == MailRuleAction::forwardAndNotify;
+  const ForwardNotice notice = notifies ? ForwardNotice::notify : ForwardNotice::silent;
+  Task<bool> forwarding = forwardMail(std::move(context), std::move(address), notice);
+  co_return outcome(co_await std::move(forwarding), "Forward failed.");
 }
 
 // `tag` is cleaned and not empty.

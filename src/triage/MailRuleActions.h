@@ -56,6 +56,7 @@ class MailRuleActions : public RuleActions {
                                  std::optional<std::string> overrideRuleId);
   Task<SendResult> carryOutOverride(RuleActionContext context, std::string text);
   Task<SendResult> actInstead(RuleActionContext context, std::string text);
+  Task<SendResult> forwardInstead(RuleActionContext context);
   Task<void> applyMailboxTag(SharedIncomingMail incoming, std::string tag);
   bool refuse(const RuleActionContext& context);
 

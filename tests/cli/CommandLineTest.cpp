@@ -151,7 +151,7 @@ TEST(CommandLine, ClassifyShowsItsPromptAndRefusesAMailboxThatIsNotThere) {
             std::string::npos);
   EXPECT_EQ(program.run({"classify", "--mailbox", "X"}, "m").err,
             "halcyra-cli: there is no mailbox \"X\", nor any other; add one with \"halcyra-cli "
-            "config edit\"\n");
+            "mailbox add\"\n");
 
   ASSERT_EQ(program.run({"config", "set", "imapHost", "mail.x"}).exitCode, 0);
   ASSERT_EQ(program.run({"config", "set", "imapUsername", "u@x"}).exitCode, 0);

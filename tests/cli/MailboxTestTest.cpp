@@ -8,16 +8,13 @@
 namespace halcyra {
 namespace {
 
-MailAccount imapMailbox() {
-  MailAccount account;
-  account.id = "A";
-  account.kind = IMAPConnection{" mail.x ", 143, false, "u", ""};
-  return account;
+IMAPConnection imapMailbox() {
+  return {" mail.x ", 143, false, "u", ""};
 }
 
-std::string outcome(Dialogue& dialogue, MailAccount account, std::string password) {
+std::string outcome(Dialogue& dialogue, IMAPConnection connection, std::string password) {
   try {
-    return runTask(testMailbox(dialogue, std::move(account), std::move(password)));
+    return runTask(testMailbox(dialogue, std::move(connection), std::move(password)));
   } catch (const MailboxTestError& error) {
     return std::string("failed: ") + error.what();
   }
@@ -49,23 +46,21 @@ TEST(MailboxTest, TellsHowFarItCame) {
 }
 
 TEST(MailboxTest, WhatIsMissingIsSaidBeforeAnyConnection) {
-  using Change = void (*)(MailAccount&);
+  using Change = void (*)(IMAPConnection&);
   const std::tuple<Change, std::string, std::string> cases[] = {
-      {[](MailAccount& a) { a.kind = GoogleGmail{}; }, "p",
-       "failed: a mailbox of this kind cannot be tested yet, only IMAP ones"},
-      {[](MailAccount& a) { std::get<IMAPConnection>(a.kind).host = " "; }, "p",
+      {[](IMAPConnection& c) { c.host = " "; }, "p",
        "failed: the IMAP host is empty; set it with \"halcyra-cli config edit\""},
-      {[](MailAccount& a) { std::get<IMAPConnection>(a.kind).username = ""; }, "p",
+      {[](IMAPConnection& c) { c.username = ""; }, "p",
        "failed: the IMAP username is empty; set it with \"halcyra-cli config edit\""},
-      {[](MailAccount&) {}, "",
+      {[](IMAPConnection&) {}, "",
        "failed: no IMAP password is stored; store it with \"halcyra-cli secret set "
        "imap.password\""},
   };
   for (const auto& [change, password, expected] : cases) {
     Dialogue dialogue;
-    MailAccount account = imapMailbox();
-    change(account);
-    EXPECT_EQ(outcome(dialogue, account, password), expected);
+    IMAPConnection connection = imapMailbox();
+    change(connection);
+    EXPECT_EQ(outcome(dialogue, connection, password), expected);
     EXPECT_TRUE(dialogue.connections().empty());
   }
 }

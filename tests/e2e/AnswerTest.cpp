@@ -188,11 +188,11 @@ TEST_F(Answers, StopWaitsForAMessageOnItsWay) {
   EXPECT_EQ(ending->status, 0);
 }
 
-// Under `script` the program has a terminal.
+// Under `script` the program has a terminal. Its shell must not stay: it would get Ctrl-C as well.
 TEST_F(Answers, CardsAtATerminalTakeLetters) {
   for (const char* id : {"<a@x>", "<b@x>"}) deliver(id, "reply");
   world.home.environment["EDITOR"] = "sed -i s/course/curse/";
-  const std::string line = world.home.command({"monitor"}).arguments[0] + " monitor";
+  const std::string line = "exec " + world.home.command({"monitor"}).arguments[0] + " monitor";
   sandbox::Command command = world.home.command({});
   command.arguments = {"script", "-qefc", line, "/dev/null"};
   ChildProcess program(command);
