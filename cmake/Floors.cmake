@@ -33,34 +33,23 @@ function(halcyra_compile target folder)
   target_include_directories(${target} PUBLIC ${root})
 endfunction()
 
-set(halcyra_program_sources "(Main|Command|CommandLine)\\.cpp$")
-
 function(halcyra_floor name)
   cmake_parse_arguments(ARG "" "FOLDER" "DEPENDS" ${ARGN})
   if(NOT ARG_FOLDER)
     set(ARG_FOLDER ${name})
   endif()
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${ARG_FOLDER}/*.cpp)
-  list(FILTER sources EXCLUDE REGEX "${halcyra_program_sources}")
+  list(FILTER sources EXCLUDE REGEX "/Main\\.cpp$")
   halcyra_qualify(depends ${ARG_DEPENDS})
   add_library(halcyra_${name} STATIC ${sources} ${CMAKE_BINARY_DIR}/empty.cpp)
   target_link_libraries(halcyra_${name} PUBLIC ${depends})
   halcyra_compile(halcyra_${name} ${ARG_FOLDER})
 endfunction()
 
-# An executable is the Main.cpp of a floor with its commands; all else of the floor is its library. The
-# commands are a library of their own, which tests may link: they alone need the command line's heavy
-# HEADERS, which would slow down the compilation of every other file.
+# An executable is the Main.cpp of a floor; all else of the floor is its library, which tests may link.
 function(halcyra_program name)
-  cmake_parse_arguments(ARG "" "FLOOR" "DEPENDS;HEADERS" ${ARGN})
-  set(commands halcyra_${ARG_FLOOR}_commands)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${ARG_FLOOR}/*.cpp)
-  list(FILTER sources INCLUDE REGEX "${halcyra_program_sources}")
-  list(FILTER sources EXCLUDE REGEX "/Main\\.cpp$")
-  add_library(${commands} STATIC ${sources})
-  target_link_libraries(${commands} PUBLIC halcyra_${ARG_FLOOR} ${ARG_DEPENDS})
-  target_precompile_headers(${commands} PRIVATE ${halcyra_headers} ${ARG_HEADERS})
+  cmake_parse_arguments(ARG "" "FLOOR" "" ${ARGN})
   add_executable(${name} ${CMAKE_SOURCE_DIR}/src/${ARG_FLOOR}/Main.cpp)
-  target_link_libraries(${name} PRIVATE ${commands})
+  target_link_libraries(${name} PRIVATE halcyra_${ARG_FLOOR})
   target_precompile_headers(${name} REUSE_FROM halcyra_pch)
 endfunction()

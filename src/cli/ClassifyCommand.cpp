@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 
 #include "classification/LLMClient.h"
 #include "classification/PromptComposition.h"
@@ -59,28 +58,25 @@ int classify(const ClassifyOptions& options, Session& session) {
 
 }  // namespace
 
-void addClassifyCommand(CLI::App& app, Invocation& invocation) {
+void addClassifyCommand(const CommandSyntax& program) {
   auto options = std::make_shared<ClassifyOptions>();
-  CLI::App* command = app.add_subcommand("classify", "Ask the model which rule fits a message");
-  command->add_option("FILE", options->file, "A message file; - or nothing is standard input");
-  command
-      ->add_option(
-          "--mailbox", options->mailbox,
-          "Use the rules and notes of this mailbox, as live mail does; without it all rules "
-          "and notes count (test form)")
-      ->type_name("ID");
-  command->add_flag("--show-prompt", options->showPrompt,
-                    "Print the system message and the user message and ask no model");
-  command->add_flag("--json", options->json, "One JSON object");
-  command->footer(
+  const CommandSyntax command =
+      program.command("classify", "Ask the model which rule fits a message");
+  command.value("FILE", options->file, "A message file; - or nothing is standard input");
+  command.value("--mailbox", options->mailbox,
+                "Use the rules and notes of this mailbox, as live mail does; without it all rules "
+                "and notes count (test form)",
+                {.name = "ID"});
+  command.flag("--show-prompt", options->showPrompt,
+               "Print the system message and the user message and ask no model");
+  command.flag("--json", options->json, "One JSON object");
+  command.footer(
       "Nothing is done with the message and nothing is remembered.\n"
       "Keys of the JSON object: rule_id, rule_name (null when no rule has this id), confidence,\n"
       "draft_reply (null for none), test_form (true without --mailbox), mailbox (its id, or "
       "null);\n"
       "with --show-prompt: system, user.");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return classify(*options, session); };
-  });
+  command.runs([options](Session& session) { return classify(*options, session); });
 }
 
 }  // namespace halcyra

@@ -110,7 +110,7 @@ int runCommandLine(const std::vector<std::string>& arguments, const std::string&
   CLI::App app(description, "halcyra-cli");
   app.set_version_flag("--version", "halcyra-cli " + version);
   Invocation invocation;
-  for (const CommandRegistration add : commands) add(app, invocation);
+  for (const CommandRegistration add : commands) add({app, invocation});
   app.footer(footer);  // last, since a command takes over the footer it finds
   const int exitCode = parseAndRun(app, arguments, invocation, session);
   session.out.flush();

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "cli/Command.h"
@@ -78,44 +77,37 @@ int set(Session& session, const std::string& key, const std::string& value) {
   return 0;
 }
 
-template <class Body>
-CLI::App* addLeaf(CLI::App& group, Invocation& invocation, const char* name, const char* help,
-                  Body body) {
-  CLI::App* command = group.add_subcommand(name, help);
-  command->callback([&invocation, body] { invocation.body = body; });
-  return command;
-}
-
-void addCheck(CLI::App& group, Invocation& invocation) {
+void addCheck(const CommandSyntax& group) {
   auto file = std::make_shared<std::string>();
-  addLeaf(group, invocation, "check", "Say what is wrong in config.json or in another file",
-          [file](Session& session) { return check(session, *file); })
-      ->add_option("FILE", *file, "The file to check; - is standard input");
+  const CommandSyntax command =
+      group.command("check", "Say what is wrong in config.json or in another file");
+  command.value("FILE", *file, "The file to check; - is standard input");
+  command.runs([file](Session& session) { return check(session, *file); });
 }
 
-void addSet(CLI::App& group, Invocation& invocation) {
+void addSet(const CommandSyntax& group) {
   auto key = std::make_shared<std::string>();
   auto value = std::make_shared<std::string>();
-  CLI::App* command =
-      addLeaf(group, invocation, "set", "Change one setting",
-              [key, value](Session& session) { return set(session, *key, *value); });
-  command->add_option("KEY", *key, "The setting, for instance llmModel or rules[0].forwardTo")
-      ->required();
-  command->add_option("VALUE", *value, "Its new value; for anything but a text in JSON's form")
-      ->required();
+  const CommandSyntax command = group.command("set", "Change one setting");
+  command.value("KEY", *key, "The setting, for instance llmModel or rules[0].forwardTo",
+                {.isRequired = true});
+  command.value("VALUE", *value, "Its new value; for anything but a text in JSON's form",
+                {.isRequired = true});
+  command.runs([key, value](Session& session) { return set(session, *key, *value); });
 }
 
 }  // namespace
 
-void addConfigCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App& group = *app.add_subcommand("config", "Show, check and change the configuration");
-  addLeaf(group, invocation, "path", "Print where config.json is", printPath);
-  addLeaf(group, invocation, "show", "Print the configuration as the program understands it", show);
-  addCheck(group, invocation);
-  addLeaf(group, invocation, "edit",
-          "Edit a copy in $VISUAL or $EDITOR, check it, and only then replace config.json",
-          editConfig);
-  addSet(group, invocation);
+void addConfigCommand(const CommandSyntax& program) {
+  const CommandSyntax group = program.command("config", "Show, check and change the configuration");
+  group.command("path", "Print where config.json is").runs(printPath);
+  group.command("show", "Print the configuration as the program understands it").runs(show);
+  addCheck(group);
+  group
+      .command("edit",
+               "Edit a copy in $VISUAL or $EDITOR, check it, and only then replace config.json")
+      .runs(editConfig);
+  addSet(group);
 }
 
 }  // namespace halcyra

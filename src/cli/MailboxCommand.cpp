@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "cli/Command.h"
 #include "cli/MailboxChange.h"
 #include "cli/MailboxTest.h"
@@ -89,70 +87,58 @@ int test(Session& session, const std::string& id) {
   return session.app.run(testEach(session, mailboxes, password));
 }
 
-void addProvider(CLI::App& group, Invocation& invocation, const std::string& name,
-                 const std::string& help, const Kind& kind, const std::string& defaultLabel) {
+void addProvider(const CommandSyntax& group, const std::string& name, const std::string& help,
+                 const Kind& kind, const std::string& defaultLabel) {
   auto label = std::make_shared<std::string>(defaultLabel);
-  CLI::App* command = group.add_subcommand(name, help);
-  command->add_option("--label", *label, "Its name; the sign-in replaces it by the address");
-  command->callback([&invocation, kind, label] {
-    invocation.body = [kind, label](Session& session) {
-      return addMailbox(session, {.id = "", .displayLabel = *label, .kind = kind});
-    };
+  const CommandSyntax command = group.command(name, help);
+  command.value("--label", *label, "Its name; the sign-in replaces it by the address");
+  command.runs([kind, label](Session& session) {
+    return addMailbox(session, {.id = "", .displayLabel = *label, .kind = kind});
   });
 }
 
-void addIMAP(CLI::App& group, Invocation& invocation) {
+void addIMAP(const CommandSyntax& group) {
   auto connection = std::make_shared<IMAPConnection>();
   connection->mailbox = "INBOX";
   auto label = std::make_shared<std::string>();
   auto plain = std::make_shared<bool>(false);
-  CLI::App* command = group.add_subcommand("imap", "A mailbox on an IMAP server");
-  command->add_option("--host", connection->host, "The server")->required();
-  command->add_option("--user", connection->username, "The user name there")->required();
-  command->add_option("--port", connection->port, "Its port")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  command->add_option("--folder", connection->mailbox, "The folder")->capture_default_str();
-  command->add_option("--label", *label, "Its name; without it the user name");
-  command->add_flag("--plain", *plain, "No TLS, for a server on this machine");
-  command->callback([&invocation, connection, label, plain] {
-    invocation.body = [connection, label, plain](Session& session) {
-      connection->useTLS = !*plain;
-      const std::string name = label->empty() ? connection->username : *label;
-      return addMailbox(session, {.id = "", .displayLabel = name, .kind = *connection});
-    };
+  const CommandSyntax command = group.command("imap", "A mailbox on an IMAP server");
+  command.value("--host", connection->host, "The server", {.isRequired = true});
+  command.value("--user", connection->username, "The user name there", {.isRequired = true});
+  command.port("--port", connection->port, "Its port");
+  command.value("--folder", connection->mailbox, "The folder", {.showsDefault = true});
+  command.value("--label", *label, "Its name; without it the user name");
+  command.flag("--plain", *plain, "No TLS, for a server on this machine");
+  command.runs([connection, label, plain](Session& session) {
+    connection->useTLS = !*plain;
+    const std::string name = label->empty() ? connection->username : *label;
+    return addMailbox(session, {.id = "", .displayLabel = name, .kind = *connection});
   });
 }
 
-void addChanges(CLI::App& group, Invocation& invocation) {
-  CLI::App& add = *group.add_subcommand("add", "Add a mailbox");
-  addProvider(add, invocation, "google", "A Gmail mailbox", GoogleGmail{}, "Gmail");
-  addProvider(add, invocation, "microsoft", "An Outlook mailbox", MicrosoftGraph{}, "Outlook");
-  addIMAP(add, invocation);
+void addChanges(const CommandSyntax& group) {
+  const CommandSyntax add = group.command("add", "Add a mailbox");
+  addProvider(add, "google", "A Gmail mailbox", GoogleGmail{}, "Gmail");
+  addProvider(add, "microsoft", "An Outlook mailbox", MicrosoftGraph{}, "Outlook");
+  addIMAP(add);
   auto id = std::make_shared<std::string>();
-  CLI::App* command = group.add_subcommand(
+  const CommandSyntax command = group.command(
       "remove", "Remove a mailbox from the settings, with its sign-in; its mail is not touched");
-  command->add_option("ID", *id, "The mailbox")->required();
-  command->callback([&invocation, id] {
-    invocation.body = [id](Session& session) { return removeMailbox(session, *id); };
-  });
+  command.value("ID", *id, "The mailbox", {.isRequired = true});
+  command.runs([id](Session& session) { return removeMailbox(session, *id); });
 }
 
 }  // namespace
 
-void addMailboxCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App& group = *app.add_subcommand("mailbox", "List, test, add and remove mailboxes");
-  group.add_subcommand("list", "List the configured mailboxes")->callback([&invocation] {
-    invocation.body = list;
-  });
+void addMailboxCommand(const CommandSyntax& program) {
+  const CommandSyntax group = program.command("mailbox", "List, test, add and remove mailboxes");
+  group.command("list", "List the configured mailboxes").runs(list);
   auto id = std::make_shared<std::string>();
-  CLI::App* command = group.add_subcommand(
-      "test", "Connect, sign in and open the folder, without looking at any message");
-  command->add_option("ID", *id, "The mailbox; without it every enabled one is tested");
-  command->callback([&invocation, id] {
-    invocation.body = [id](Session& session) { return test(session, *id); };
-  });
-  addChanges(group, invocation);
+  const CommandSyntax command =
+      group.command("test", "Connect, sign in and open the folder, without looking at any message");
+  command.value("ID", *id, "The mailbox; without it every enabled one is tested");
+  command.runs([id](Session& session) { return test(session, *id); });
+  addChanges(group);
 }
 
 }  // namespace halcyra

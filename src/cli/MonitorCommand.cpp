@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <boost/asio/detached.hpp>
 
 #include "app/AppState.h"
@@ -202,17 +201,16 @@ int monitor(const MonitorOptions& options, Session& session) {
 
 }  // namespace
 
-void addMonitorCommand(CLI::App& app, Invocation& invocation) {
+void addMonitorCommand(const CommandSyntax& program) {
   auto options = std::make_shared<MonitorOptions>();
-  CLI::App* command = app.add_subcommand(
-      "monitor", "Watch the mailboxes and triage today's unread mail until Ctrl-C");
-  command->add_flag("--once", options->once,
-                    "One pass over each mailbox, then end; exit code 1 if one could not be listed");
-  command->add_option("--mailbox", options->mailbox, "Watch this mailbox only")->type_name("ID");
-  command->add_flag(
-      "--json", options->json,
-      "Events on standard output, one JSON object a line; log lines on standard error");
-  command->footer(
+  const CommandSyntax command =
+      program.command("monitor", "Watch the mailboxes and triage today's unread mail until Ctrl-C");
+  command.flag("--once", options->once,
+               "One pass over each mailbox, then end; exit code 1 if one could not be listed");
+  command.value("--mailbox", options->mailbox, "Watch this mailbox only", {.name = "ID"});
+  command.flag("--json", options->json,
+               "Events on standard output, one JSON object a line; log lines on standard error");
+  command.footer(
       "At a terminal each suggested reply is a card that takes a letter and Enter: s send, e edit\n"
       "and send, r consider as another rule, c copy, n not now, l list, ? help. Without one, and\n"
       "with --once, it is printed and counts as \"not now\".\n\n"
@@ -222,9 +220,7 @@ void addMonitorCommand(CLI::App& app, Invocation& invocation) {
       "\"ruleId\"\n"
       "                                          one of its rule options is carried out instead\n"
       "  {\"command\":\"dismiss\",\"key\":K}");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return monitor(*options, session); };
-  });
+  command.runs([options](Session& session) { return monitor(*options, session); });
 }
 
 }  // namespace halcyra

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 
 #include "cli/Command.h"
 #include "cli/MailInput.h"
@@ -37,18 +36,16 @@ int parse(const ParseOptions& options, Session& session) {
 
 }  // namespace
 
-void addParseCommand(CLI::App& app, Invocation& invocation) {
+void addParseCommand(const CommandSyntax& program) {
   auto options = std::make_shared<ParseOptions>();
-  CLI::App* command = app.add_subcommand("parse", "Show messages as the program reads them");
-  command->add_option("FILE", options->files, "Message files; - or nothing is standard input");
-  command->add_flag("--json", options->json, "One JSON object a message and line");
-  command->add_flag("--raw", options->raw, "Show the source (rawRFC822) too");
-  command->footer(
+  const CommandSyntax command = program.command("parse", "Show messages as the program reads them");
+  command.values("FILE", options->files, "Message files; - or nothing is standard input");
+  command.flag("--json", options->json, "One JSON object a message and line");
+  command.flag("--raw", options->raw, "Show the source (rawRFC822) too");
+  command.footer(
       "Keys of the JSON object: accountId, uid, providerRESTId, messageID, subject, from, date,\n"
       "rawRFC822 (only with --raw), bodyText.");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return parse(*options, session); };
-  });
+  command.runs([options](Session& session) { return parse(*options, session); });
 }
 
 }  // namespace halcyra

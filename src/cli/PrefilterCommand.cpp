@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 
 #include "classification/MarketingPrefilter.h"
 #include "cli/Command.h"
@@ -48,21 +47,19 @@ int prefilter(const PrefilterOptions& options, Session& session) {
 
 }  // namespace
 
-void addPrefilterCommand(CLI::App& app, Invocation& invocation) {
+void addPrefilterCommand(const CommandSyntax& program) {
   auto options = std::make_shared<PrefilterOptions>();
-  CLI::App* command =
-      app.add_subcommand("prefilter", "Show which test keeps a message from the model");
-  command->add_option("FILE", options->files, "Message files; - or nothing is standard input");
-  command->add_flag("--json", options->json, "One JSON object a message and line");
-  command->footer(
+  const CommandSyntax command =
+      program.command("prefilter", "Show which test keeps a message from the model");
+  command.values("FILE", options->files, "Message files; - or nothing is standard input");
+  command.flag("--json", options->json, "One JSON object a message and line");
+  command.footer(
       "Answers: bulk/list headers, unsubscribe, newsletter template, or none when the message "
       "goes\n"
       "to the model. Keys of the JSON object: file, messageID, skipped (true or false), reason "
       "(the\n"
       "answer, or null for none).");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return prefilter(*options, session); };
-  });
+  command.runs([options](Session& session) { return prefilter(*options, session); });
 }
 
 }  // namespace halcyra

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "cli/Command.h"
@@ -81,30 +80,27 @@ int remove(Session& session, const std::string& key) {
   return 0;
 }
 
-void addKeyed(CLI::App& group, Invocation& invocation, const char* name, const char* help,
+void addKeyed(const CommandSyntax& group, const char* name, const char* help,
               int (*body)(Session&, const std::string&)) {
   auto key = std::make_shared<std::string>();
-  CLI::App* command = group.add_subcommand(name, help);
-  command->add_option("KEY", *key, "The secret")->required();
-  command->footer(
+  const CommandSyntax command = group.command(name, help);
+  command.value("KEY", *key, "The secret", {.isRequired = true});
+  command.footer(
       "Keys: imap.password, llm.apiKey, smtp.password, smtp.password.account.ID,\n"
       "oauth.credential.ID, oauth.salesforce, oauth.salesforce.ID, where ID is the id of a "
       "mailbox\n"
       "or of a CRM connection.");
-  command->callback([&invocation, key, body] {
-    invocation.body = [key, body](Session& session) { return body(session, *key); };
-  });
+  command.runs([key, body](Session& session) { return body(session, *key); });
 }
 
 }  // namespace
 
-void addSecretCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App& group = *app.add_subcommand("secret", "Keep passwords and keys in the keychain");
-  addKeyed(group, invocation, "set",
+void addSecretCommand(const CommandSyntax& program) {
+  const CommandSyntax group = program.command("secret", "Keep passwords and keys in the keychain");
+  addKeyed(group, "set",
            "Store a secret that is read from standard input, on a terminal without echo", set);
-  group.add_subcommand("list", "List the keys that have a secret, never their values")
-      ->callback([&invocation] { invocation.body = list; });
-  addKeyed(group, invocation, "remove", "Remove a secret", remove);
+  group.command("list", "List the keys that have a secret, never their values").runs(list);
+  addKeyed(group, "remove", "Remove a secret", remove);
 }
 
 }  // namespace halcyra

@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
 #include "cli/Command.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
@@ -79,20 +77,16 @@ int sendTest(const SendTestOptions& options, Session& session) {
 
 }  // namespace
 
-void addSendTestCommand(CLI::App& app, Invocation& invocation) {
+void addSendTestCommand(const CommandSyntax& program) {
   auto options = std::make_shared<SendTestOptions>();
-  CLI::App* command =
-      app.add_subcommand("send-test", "Send a short test message the way a reply would go");
-  command->add_option("--mailbox", options->mailbox, "The mailbox to send from")
-      ->type_name("ID")
-      ->required();
-  command->add_option("--to", options->to, "Who gets the message")
-      ->type_name("ADDRESS")
-      ->required();
-  command->footer("Says which way it took: the provider's own service, or which SMTP server.");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return sendTest(*options, session); };
-  });
+  const CommandSyntax command =
+      program.command("send-test", "Send a short test message the way a reply would go");
+  command.value("--mailbox", options->mailbox, "The mailbox to send from",
+                {.name = "ID", .isRequired = true});
+  command.value("--to", options->to, "Who gets the message",
+                {.name = "ADDRESS", .isRequired = true});
+  command.footer("Says which way it took: the provider's own service, or which SMTP server.");
+  command.runs([options](Session& session) { return sendTest(*options, session); });
 }
 
 }  // namespace halcyra

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -116,30 +115,24 @@ int signOutOf(Session& session, Provider provider, const std::string& id) {
   return 0;
 }
 
-void addFor(CLI::App& group, Invocation& invocation, Provider provider, const std::string& name,
+void addFor(const CommandSyntax& group, Provider provider, const std::string& name,
             const std::string& help, int (*body)(Session&, Provider, const std::string&)) {
   auto id = std::make_shared<std::string>();
-  CLI::App* command = group.add_subcommand(name, help);
-  command->add_option("--mailbox", *id, "The mailbox")->type_name("ID")->required();
-  command->callback([&invocation, id, provider, body] {
-    invocation.body = [id, provider, body](Session& session) {
-      return body(session, provider, *id);
-    };
-  });
+  const CommandSyntax command = group.command(name, help);
+  command.value("--mailbox", *id, "The mailbox", {.name = "ID", .isRequired = true});
+  command.runs([id, provider, body](Session& session) { return body(session, provider, *id); });
 }
 
 }  // namespace
 
-void addSignInCommand(CLI::App& app, Invocation& invocation) {
-  CLI::App& signInGroup =
-      *app.add_subcommand("signin", "Sign a mailbox in at Google or Microsoft, in the browser");
-  addFor(signInGroup, invocation, Provider::google, "google", "Sign a Gmail mailbox in", signInTo);
-  addFor(signInGroup, invocation, Provider::microsoft, "microsoft", "Sign an Outlook mailbox in",
-         signInTo);
-  CLI::App& signOutGroup = *app.add_subcommand("signout", "Forget the sign-in of a mailbox");
-  addFor(signOutGroup, invocation, Provider::google, "google", "Of a Gmail mailbox", signOutOf);
-  addFor(signOutGroup, invocation, Provider::microsoft, "microsoft", "Of an Outlook mailbox",
-         signOutOf);
+void addSignInCommand(const CommandSyntax& program) {
+  const CommandSyntax in =
+      program.command("signin", "Sign a mailbox in at Google or Microsoft, in the browser");
+  addFor(in, Provider::google, "google", "Sign a Gmail mailbox in", signInTo);
+  addFor(in, Provider::microsoft, "microsoft", "Sign an Outlook mailbox in", signInTo);
+  const CommandSyntax out = program.command("signout", "Forget the sign-in of a mailbox");
+  addFor(out, Provider::google, "google", "Of a Gmail mailbox", signOutOf);
+  addFor(out, Provider::microsoft, "microsoft", "Of an Outlook mailbox", signOutOf);
 }
 
 }  // namespace halcyra

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 
 #include "classification/LLMClient.h"
 #include "classification/PromptComposition.h"
@@ -67,20 +66,18 @@ int suggest(const SuggestOptions& options, Session& session) {
 
 }  // namespace
 
-void addSuggestCommand(CLI::App& app, Invocation& invocation) {
+void addSuggestCommand(const CommandSyntax& program) {
   auto options = std::make_shared<SuggestOptions>();
-  CLI::App* command = app.add_subcommand("suggest", "Ask the model for a reply to a message");
-  command->add_option("FILE", options->file, "A message file; - or nothing is standard input");
-  command
-      ->add_option("--mailbox", options->mailbox,
-                   "Draft as live mail of this mailbox is drafted, with its rules and notes")
-      ->type_name("ID");
-  command->footer(
+  const CommandSyntax command =
+      program.command("suggest", "Ask the model for a reply to a message");
+  command.value("FILE", options->file, "A message file; - or nothing is standard input");
+  command.value("--mailbox", options->mailbox,
+                "Draft as live mail of this mailbox is drafted, with its rules and notes",
+                {.name = "ID"});
+  command.footer(
       "Prints the draft. Nothing is sent, nothing is done with the message and nothing is\n"
       "remembered.");
-  command->callback([options, &invocation] {
-    invocation.body = [options](Session& session) { return suggest(*options, session); };
-  });
+  command.runs([options](Session& session) { return suggest(*options, session); });
 }
 
 }  // namespace halcyra
