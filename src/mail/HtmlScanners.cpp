@@ -85,6 +85,14 @@ std::optional<Match> nextShort(std::string_view text, std::size_t from, OpeningE
   return std::nullopt;
 }
 
+// An ASCII character that begins no white space worth a change: a graphic one, or the one space
+// between two graphic ones.
+bool isPlainGap(std::string_view text, std::size_t position) {
+  const auto isGraphic = [text](std::size_t at) { return text[at] > ' ' && text[at] < '\x7F'; };
+  if (isGraphic(position)) return true;
+  return text[position] == ' ' && position + 1 < text.size() && isGraphic(position + 1);
+}
+
 }  // namespace
 
 std::optional<Match> nextElement(std::string_view text, std::size_t from, std::string_view name) {
@@ -174,6 +182,10 @@ std::optional<Match> nextBlankRun(std::string_view text, std::size_t from) {
 
 std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
   for (std::size_t position = from; position < text.size();) {
+    if (isPlainGap(text, position)) {
+      ++position;
+      continue;
+    }
     const std::size_t begin = position;
     const char32_t c = nextCodePoint(text, position);
     if (c == '\n' || !isWhiteSpace(c)) continue;
@@ -186,12 +198,22 @@ std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
   return std::nullopt;
 }
 
+std::size_t hrefBefore(std::string_view text, std::size_t equals) {
+  constexpr std::string_view name = "href";
+  const std::size_t end = whiteSpaceStart(text, equals);
+  if (end < name.size()) return npos;
+  const std::size_t begin = end - name.size();
+  return equalsIgnoringAsciiCase(text.substr(begin, name.size()), name) ? begin : npos;
+}
+
+// An opening is found from its first "=", which is rarer than its first letter.
 std::optional<Match> nextLinkOpening(std::string_view text, std::size_t from, bool wholeTag) {
-  for (std::size_t begin = from; begin < text.size(); ++begin) {
-    if (asciiLower(text[begin]) != 'a') continue;
-    const std::size_t named = skipWhiteSpace(text, begin + 1);
-    if (named == begin + 1) continue;
-    std::size_t end = afterAttribute(text, named, "href");
+  for (std::size_t equals = from; (equals = text.find('=', equals)) != npos; ++equals) {
+    const std::size_t name = hrefBefore(text, equals);
+    const std::size_t spaces = name == npos ? npos : whiteSpaceStart(text, name);
+    if (spaces == name || spaces <= from || asciiLower(text[spaces - 1]) != 'a') continue;
+    const std::size_t begin = spaces - 1;
+    std::size_t end = afterAttribute(text, name, "href");
     if (end == npos || !wordStartsAt(text, begin)) continue;
     if (wholeTag) {
       end = afterOptionalAttribute(text, afterSpaces(text, end), "target");

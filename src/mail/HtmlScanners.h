@@ -43,6 +43,9 @@ std::optional<Match> nextBlankRun(std::string_view text, std::size_t from);
 /// [^\S\n]+, but for the runs that are one space already
 std::optional<Match> nextWideSpace(std::string_view text, std::size_t from);
 
+/// (?i)href\s* up to the "=" at `equals`: where it begins, or npos
+std::size_t hrefBefore(std::string_view text, std::size_t equals);
+
 /// (?i)\ba\s+href\s*=\s*"[^"]*" and, with `wholeTag`, the rest of the tag behind it:
 /// \s*(?:target\s*=\s*"[^"]*"\s*)?(?:style\s*=\s*"[^"]*"\s*)?>
 std::optional<Match> nextLinkOpening(std::string_view text, std::size_t from, bool wholeTag);

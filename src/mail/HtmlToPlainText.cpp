@@ -5,7 +5,6 @@
 #include "mail/DecodeHTMLEntities.h"
 #include "mail/HtmlScanners.h"
 #include "mail/QuotedPrintable.h"
-#include "text/Case.h"
 #include "text/RegexClasses.h"
 #include "text/Trim.h"
 
@@ -57,12 +56,8 @@ bool hasKnownTag(std::string_view text) {
 
 // (?i)href\s*=\s*["']?https?://
 bool hasLinkAttribute(std::string_view text) {
-  for (std::size_t begin = 0; begin < text.size(); ++begin) {
-    if (asciiLower(text[begin]) != 'h') continue;
-    const std::size_t name = foldedMatchEnd(text, begin, "href");
-    if (name == text.npos) continue;
-    const std::size_t equals = skipWhiteSpace(text, name);
-    if (!text.substr(equals).starts_with('=')) continue;
+  for (std::size_t equals = 0; (equals = text.find('=', equals)) != text.npos; ++equals) {
+    if (hrefBefore(text, equals) == text.npos) continue;
     std::size_t address = skipWhiteSpace(text, equals + 1);
     if (address < text.size() && (text[address] == '"' || text[address] == '\'')) ++address;
     const std::size_t scheme = foldedMatchEnd(text, address, "http");

@@ -54,11 +54,6 @@ std::string latin1Bytes(std::string_view text) {
   return bytes;
 }
 
-bool isAscii(std::string_view text) {
-  return std::none_of(text.begin(), text.end(),
-                      [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
-}
-
 bool isRepair(std::string_view old, std::string_view repaired) {
   const TellTales before = countTellTales(old), after = countTellTales(repaired);
   if (after.total() < before.total()) return true;

@@ -1,11 +1,14 @@
 #include "mail/TransferDecoding.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "mail/QuotedPrintable.h"
 #include "text/Base64.h"
 #include "text/ByteDecoding.h"
 #include "text/Trim.h"
+#include "text/Utf8.h"
 
 namespace halcyra {
 namespace {
@@ -15,11 +18,17 @@ namespace {
 std::string base64Digits(std::string_view body) {
   std::string digits;
   digits.reserve(body.size());
-  for (std::size_t position = 0; position < body.size(); ++position) {
-    const char c = body[position];
-    if (static_cast<unsigned char>(c) >= 0x80) return "=";
-    const bool pairStart = c == '\r' && body.substr(position).starts_with("\r\n");
-    if (!pairStart && c != '\n' && c != ' ') digits.push_back(c);
+  for (std::size_t begin = 0; begin < body.size();) {
+    const std::size_t end = std::min(body.find('\n', begin), body.size());
+    std::string_view line = body.substr(begin, end - begin);
+    if (end < body.size() && line.ends_with('\r')) line.remove_suffix(1);
+    begin = end + 1;
+    if (!isAscii(line)) return "=";
+    if (line.find(' ') == line.npos) {
+      digits += line;
+    } else {
+      std::ranges::copy_if(line, std::back_inserter(digits), [](char c) { return c != ' '; });
+    }
   }
   return digits;
 }

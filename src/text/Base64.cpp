@@ -44,23 +44,32 @@ std::optional<std::string> decodeBase64(std::string_view text) {
   while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=') ++padding;
   const std::size_t digits = text.size() - padding;
 
-  std::string bytes(text.size() / 4 * 3 - padding, '\0');
+  std::string bytes(text.size() / 4 * 3, '\0');
   std::size_t written = 0;
-  std::uint32_t group = 0;
-  for (std::size_t position = 0; position < text.size(); ++position) {
-    std::uint8_t value = 0;
-    if (position < digits) {
-      value = digitValues[static_cast<unsigned char>(text[position])];
-      if (value == noDigit) return std::nullopt;
-    }
-    group = group << 6 | value;
-    if (position % 4 == 3) {
-      for (int shift = 16; shift >= 0 && written < bytes.size(); shift -= 8) {
-        bytes[written++] = static_cast<char>(group >> shift & 0xFF);
-      }
-      group = 0;
-    }
+  const auto put = [&](std::uint32_t group) {
+    bytes[written++] = static_cast<char>(group >> 16);
+    bytes[written++] = static_cast<char>(group >> 8);
+    bytes[written++] = static_cast<char>(group);
+  };
+  const auto value = [text](std::size_t position) -> std::uint32_t {
+    return digitValues[static_cast<unsigned char>(text[position])];
+  };
+  std::size_t position = 0;
+  for (; position + 4 <= digits; position += 4) {
+    const std::uint32_t a = value(position), b = value(position + 1), c = value(position + 2),
+                        d = value(position + 3);
+    if ((a | b | c | d) == noDigit) return std::nullopt;
+    put(a << 18 | b << 12 | c << 6 | d);
   }
+  if (position < digits) {
+    std::uint32_t group = 0;
+    for (int shift = 18; position < digits; ++position, shift -= 6) {
+      if (value(position) == noDigit) return std::nullopt;
+      group |= value(position) << shift;
+    }
+    put(group);
+  }
+  bytes.resize(bytes.size() - padding);
   return bytes;
 }
 

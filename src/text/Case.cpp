@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "text/Utf8.h"
+
 namespace halcyra {
 
 std::string asciiLowercased(std::string_view text) {
@@ -14,9 +16,7 @@ std::string asciiLowercased(std::string_view text) {
 }
 
 std::string lowercased(std::string_view text) {
-  const bool ascii = std::all_of(text.begin(), text.end(),
-                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (ascii) return asciiLowercased(text);
+  if (isAscii(text)) return asciiLowercased(text);
   std::string result;
   icu::StringByteSink<std::string> sink(&result, static_cast<int32_t>(text.size()));
   UErrorCode status = U_ZERO_ERROR;

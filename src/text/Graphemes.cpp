@@ -32,15 +32,30 @@ UBreakIterator& characterIterator() {
   return *iterator;
 }
 
-// Two ASCII bytes are two characters, unless they are CR LF.
-bool isAsciiBreak(char left, char right) {
-  return isAscii(left) && isAscii(right) && !(left == '\r' && right == '\n');
+// Letters and signs that never join a neighbour of their own kind; other than ASCII only some of
+// them, to keep the test short.
+bool standsAlone(char32_t c) {
+  if (c < 0x80) return true;
+  return (c >= 0xA0 && c < 0x300 && c != 0xAD) ||                       // Latin
+         (c >= 0x370 && c < 0x483) ||                                   // Greek, Cyrillic
+         (c >= 0x2010 && c < 0x2028) || (c >= 0x20A0 && c < 0x20C0) ||  // punctuation, currencies
+         (c >= 0x3041 && c < 0x3097) || (c >= 0x30A1 && c < 0x30FB) ||  // Kana
+         (c >= 0x4E00 && c < 0xA000);                                   // Han
 }
 
-// End of the stretch that needs Unicode's rules.
+// End of the stretch that needs Unicode's rules: up to the second of two neighbours that stand
+// alone.
 std::size_t complexRunEnd(std::string_view text, std::size_t begin) {
-  std::size_t end = begin + 1;
-  while (end < text.size() && !isAsciiBreak(text[end - 1], text[end])) ++end;
+  std::size_t end = begin;
+  bool previousStandsAlone = standsAlone(nextCodePoint(text, end));
+  while (end < text.size()) {
+    std::size_t next = end;
+    const bool alone = standsAlone(nextCodePoint(text, next));
+    const bool crlf = text[end - 1] == '\r' && text[end] == '\n';
+    if (previousStandsAlone && alone && !crlf) break;
+    previousStandsAlone = alone;
+    end = next;
+  }
   return end;
 }
 
@@ -77,10 +92,12 @@ std::size_t walk(std::string_view text, std::size_t& budget) {
   constexpr std::size_t longestRun = 1u << 30;
   std::size_t position = 0;
   while (budget > 0 && position < text.size()) {
-    const bool lastByte = position + 1 == text.size();
-    if (isAscii(text[position]) && (lastByte || isAscii(text[position + 1]))) {
-      const bool crlf = !lastByte && text[position] == '\r' && text[position + 1] == '\n';
-      position += crlf ? 2 : 1;
+    std::size_t next = position;
+    const bool alone = standsAlone(nextCodePoint(text, next));
+    std::size_t behind = next;
+    if (alone && (next == text.size() || standsAlone(nextCodePoint(text, behind)))) {
+      const bool crlf = text[position] == '\r' && next < text.size() && text[next] == '\n';
+      position = crlf ? behind : next;
       --budget;
       continue;
     }

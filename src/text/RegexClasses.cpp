@@ -39,6 +39,16 @@ std::size_t skipWhiteSpace(std::string_view text, std::size_t position) {
   return position;
 }
 
+std::size_t whiteSpaceStart(std::string_view text, std::size_t position) {
+  while (position > 0) {
+    const std::size_t last = codePointStart(text, position - 1);
+    std::size_t next = last;
+    if (!isWhiteSpace(nextCodePoint(text, next))) break;
+    position = last;
+  }
+  return position;
+}
+
 std::size_t foldedMatchEnd(std::string_view text, std::size_t position, std::string_view word) {
   while (!word.empty()) {
     const std::string_view rest = text.substr(position);

@@ -10,6 +10,9 @@ namespace halcyra {
 /// Behind the white space (`\s*`) that starts at `position`.
 std::size_t skipWhiteSpace(std::string_view text, std::size_t position);
 
+/// Where the white space (`\s*`) that ends before `position` starts.
+std::size_t whiteSpaceStart(std::string_view text, std::size_t position);
+
 /// `(?i)WORD`: the end of `word` at `position` under full case folding, or npos. U+017F counts as
 /// "s", U+FB05 and U+FB06 as "st". `word` is lower-case ASCII without k, ff, fi, fl and ss, whose
 /// foldings are not handled.

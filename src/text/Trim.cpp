@@ -4,8 +4,7 @@
 
 namespace halcyra {
 
-bool isWhiteSpace(char32_t c) {
-  if (c < 0x80) return c == ' ' || (c >= 0x09 && c <= 0x0D);
+bool isWideWhiteSpace(char32_t c) {
   return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) || c == 0x2028 ||
          c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
 }

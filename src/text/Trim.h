@@ -5,8 +5,14 @@
 
 namespace halcyra {
 
+/// A code point beyond ASCII of Unicode's White_Space property.
+bool isWideWhiteSpace(char32_t codePoint);
+
 /// A code point of Unicode's White_Space property.
-bool isWhiteSpace(char32_t codePoint);
+inline bool isWhiteSpace(char32_t codePoint) {
+  if (codePoint >= 0x80) return isWideWhiteSpace(codePoint);
+  return codePoint == ' ' || (codePoint >= 0x09 && codePoint <= 0x0D);
+}
 
 /// The text without leading and trailing Unicode white space, newlines included. A view into
 /// `text`, which must be valid UTF-8.

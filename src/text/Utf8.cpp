@@ -79,6 +79,10 @@ void repairFrom(std::size_t position, std::string_view bytes, Take take) {
 
 }  // namespace
 
+bool isAscii(std::string_view bytes) {
+  return asciiRun(bytes, 0) == bytes.size();
+}
+
 bool isValidUtf8(std::string_view bytes) {
   return firstFault(bytes) == bytes.size();
 }
@@ -96,16 +100,14 @@ std::string repairedUtf8(std::string bytes) {
   return repaired;
 }
 
-char32_t nextCodePoint(std::string_view text, std::size_t& position) {
+char32_t nextWideCodePoint(std::string_view text, std::size_t& position) {
   const auto byte = [&](std::size_t offset) {
     return static_cast<char32_t>(static_cast<unsigned char>(text[position + offset]));
   };
   const char32_t lead = byte(0);
   char32_t value;
   std::size_t length;
-  if (lead < 0x80) {
-    value = lead, length = 1;
-  } else if (lead < 0xE0) {
+  if (lead < 0xE0) {
     value = (lead & 0x1F) << 6 | (byte(1) & 0x3F), length = 2;
   } else if (lead < 0xF0) {
     value = (lead & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F), length = 3;

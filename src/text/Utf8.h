@@ -6,6 +6,8 @@
 
 namespace halcyra {
 
+bool isAscii(std::string_view bytes);
+
 /// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(std::string_view bytes);
 
@@ -13,9 +15,18 @@ bool isValidUtf8(std::string_view bytes);
 /// 3, "substitution of maximal subparts"). Valid input comes back unchanged.
 std::string repairedUtf8(std::string bytes);
 
+/// Reads the code point beyond ASCII that starts at `position` of a valid UTF-8 text and moves
+/// `position` behind it.
+char32_t nextWideCodePoint(std::string_view text, std::size_t& position);
+
 /// Reads the code point that starts at `position` of a valid UTF-8 text and moves `position` behind
 /// it.
-char32_t nextCodePoint(std::string_view text, std::size_t& position);
+inline char32_t nextCodePoint(std::string_view text, std::size_t& position) {
+  const auto lead = static_cast<unsigned char>(text[position]);
+  if (lead >= 0x80) return nextWideCodePoint(text, position);
+  ++position;
+  return lead;
+}
 
 /// Start of the code point that the byte at `position` of a valid UTF-8 text belongs to.
 std::size_t codePointStart(std::string_view text, std::size_t position);
