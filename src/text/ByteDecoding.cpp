@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "text/Case.h"
 #include "text/Utf8.h"
@@ -42,18 +43,36 @@ std::size_t utf8Size(char32_t codePoint) {
   return codePoint < 0x80 ? 1 : codePoint < 0x800 ? 2 : 3;
 }
 
+std::size_t asciiRunStart(std::string_view bytes, std::size_t position) {
+  while (position > 0 && static_cast<unsigned char>(bytes[position - 1]) < 0x80) --position;
+  return position;
+}
+
+template <class CodePointOf>
+std::size_t expandedSize(std::string_view bytes, CodePointOf codePointOf) {
+  std::size_t size = bytes.size();
+  for (std::size_t at = 0; (at = asciiRunEnd(bytes, at)) < bytes.size(); ++at) {
+    size += utf8Size(codePointOf(bytes[at])) - 1;
+  }
+  return size;
+}
+
 // One code point for each byte, written from the end on within the same string.
 template <class CodePointOf>
 std::string expanded(std::string text, CodePointOf codePointOf) {
-  std::size_t read = text.size(), written = 0;
-  for (const char byte : text) written += utf8Size(codePointOf(byte));
+  std::size_t read = text.size();
+  std::size_t written = expandedSize(text, codePointOf);
   text.resize(written);
   const auto put = [&](char32_t byte) { text[--written] = static_cast<char>(byte); };
   while (read < written) {  // what is left otherwise is ASCII and in its place
+    const std::size_t run = asciiRunStart(text, read);
+    written -= read - run;
+    std::memmove(text.data() + written, text.data() + run, read - run);
+    if ((read = run) == written) break;
     char32_t c = codePointOf(text[--read]);
     const std::size_t size = utf8Size(c);
     for (std::size_t left = size; left > 1; --left, c >>= 6) put(0x80 | (c & 0x3F));
-    put(size == 1 ? c : size == 2 ? 0xC0 | c : 0xE0 | c);
+    put(size == 2 ? 0xC0 | c : 0xE0 | c);
   }
   return text;
 }

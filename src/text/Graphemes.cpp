@@ -4,6 +4,7 @@
 #include <unicode/uchar.h>
 #include <unicode/utext.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -59,6 +60,14 @@ std::size_t complexRunEnd(std::string_view text, std::size_t begin) {
   return end;
 }
 
+// How many ASCII characters stand at `position`, as far as none is a CR. Looks only a little ahead,
+// so that many CRs in a long run cost no more than the run.
+std::size_t plainRun(std::string_view text, std::size_t position) {
+  const std::string_view window = text.substr(position, 64);
+  const std::string_view ascii = window.substr(0, asciiRunEnd(window, 0));
+  return std::min(ascii.find('\r'), ascii.size());
+}
+
 int32_t breakClass(char32_t codePoint) {
   return u_getIntPropertyValue(static_cast<UChar32>(codePoint), UCHAR_GRAPHEME_CLUSTER_BREAK);
 }
@@ -92,6 +101,14 @@ std::size_t walk(std::string_view text, std::size_t& budget) {
   constexpr std::size_t longestRun = 1u << 30;
   std::size_t position = 0;
   while (budget > 0 && position < text.size()) {
+    // All but the last, which may belong to what follows.
+    const std::size_t plain = plainRun(text, position);
+    if (plain > 1) {
+      const std::size_t passed = std::min(plain - 1, budget);
+      position += passed;
+      budget -= passed;
+      continue;
+    }
     std::size_t next = position;
     const bool alone = standsAlone(nextCodePoint(text, next));
     std::size_t behind = next;

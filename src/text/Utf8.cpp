@@ -6,19 +6,6 @@
 namespace halcyra {
 namespace {
 
-std::size_t asciiRun(std::string_view bytes, std::size_t position) {
-  constexpr std::uint64_t highBits = 0x8080808080808080u;
-  std::size_t end = position;
-  while (end + sizeof(std::uint64_t) <= bytes.size()) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes.data() + end, sizeof word);
-    if (word & highBits) break;
-    end += sizeof word;
-  }
-  while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
-  return end;
-}
-
 struct Sequence {
   std::size_t length = 1;  // of the sequence, or of its maximal ill-formed subpart
   bool valid = false;
@@ -56,7 +43,7 @@ Sequence sequenceAt(std::string_view bytes, std::size_t position) {
 // Position of the first ill-formed sequence, or the size.
 std::size_t firstFault(std::string_view bytes) {
   std::size_t position = 0;
-  while ((position = asciiRun(bytes, position)) < bytes.size()) {
+  while ((position = asciiRunEnd(bytes, position)) < bytes.size()) {
     const Sequence sequence = sequenceAt(bytes, position);
     if (!sequence.valid) return position;
     position += sequence.length;
@@ -68,7 +55,7 @@ std::size_t firstFault(std::string_view bytes) {
 template <class Take>
 void repairFrom(std::size_t position, std::string_view bytes, Take take) {
   while (position < bytes.size()) {
-    const std::size_t run = asciiRun(bytes, position);
+    const std::size_t run = asciiRunEnd(bytes, position);
     take(bytes.substr(position, run - position));
     if ((position = run) == bytes.size()) break;
     const Sequence sequence = sequenceAt(bytes, position);
@@ -79,8 +66,21 @@ void repairFrom(std::size_t position, std::string_view bytes, Take take) {
 
 }  // namespace
 
+std::size_t asciiRunEnd(std::string_view bytes, std::size_t position) {
+  constexpr std::uint64_t highBits = 0x8080808080808080u;
+  std::size_t end = position;
+  while (end + sizeof(std::uint64_t) <= bytes.size()) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes.data() + end, sizeof word);
+    if (word & highBits) break;
+    end += sizeof word;
+  }
+  while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
+  return end;
+}
+
 bool isAscii(std::string_view bytes) {
-  return asciiRun(bytes, 0) == bytes.size();
+  return asciiRunEnd(bytes, 0) == bytes.size();
 }
 
 bool isValidUtf8(std::string_view bytes) {

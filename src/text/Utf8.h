@@ -6,6 +6,9 @@
 
 namespace halcyra {
 
+/// Behind the ASCII bytes that start at `position`.
+std::size_t asciiRunEnd(std::string_view bytes, std::size_t position);
+
 bool isAscii(std::string_view bytes);
 
 /// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.

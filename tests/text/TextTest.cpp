@@ -61,6 +61,18 @@ TEST(Graphemes, CountAndCutWhereIcuBreaks) {
   }
 }
 
+// The letters that are counted and lower-cased without ICU.
+TEST(Text, EachLetterOfTheCommonScriptsIsTakenAsIcuTakesIt) {
+  for (char32_t c = 0x80; c < 0x3200; ++c) {
+    std::string letter;
+    appendUtf8(letter, c);
+    const std::string text = "I" + letter + letter + "A";
+    ASSERT_EQ(graphemeCount(text), icuBreaks(text).size() - 1) << "U+" << std::hex << std::uint32_t{c};
+    ASSERT_EQ(lowercased(text), utf8(unicode(text).toLower(icu::Locale::getRoot())))
+        << "U+" << std::hex << std::uint32_t{c};
+  }
+}
+
 TEST(Graphemes, ThousandsOfCombiningMarksAreOneCharacter) {
   std::string text = "x";
   for (int mark = 0; mark < 100'000; ++mark) text += "\u0301";
