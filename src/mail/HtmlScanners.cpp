@@ -175,9 +175,10 @@ std::optional<Match> nextTableTag(std::string_view text, std::size_t from) {
 }
 
 std::optional<Match> nextBlankRun(std::string_view text, std::size_t from) {
-  const std::size_t begin = findText(text, "\n\n\n", from);
-  if (begin == npos) return std::nullopt;
-  return Match{begin, std::min(text.find_first_not_of('\n', begin), text.size())};
+  return nextStartingWith(text, '\n', from, [text](std::size_t begin) {
+    if (!text.substr(begin + 1).starts_with("\n\n")) return npos;
+    return std::min(text.find_first_not_of('\n', begin), text.size());
+  });
 }
 
 std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {

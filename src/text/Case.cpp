@@ -4,41 +4,69 @@
 #include <unicode/casemap.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 
 #include "text/Utf8.h"
 
 namespace halcyra {
 
-std::string asciiLowercased(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), asciiLower);
-  return result;
-}
-
 namespace {
 
-// Of ASCII, Latin-1 and the punctuation of U+2000 to U+203F, where every character has a lower case
-// of its own size; nothing for texts with others.
+// Eight letters at once: a byte from 'A' to 'Z' gets the bit that makes it small.
+std::uint64_t asciiLowered(std::uint64_t word) {
+  constexpr std::uint64_t each = 0x0101010101010101u;
+  const std::uint64_t low = word & 0x7F * each;
+  const std::uint64_t fromA = low + (0x80 - 'A') * each;
+  const std::uint64_t behindZ = low + (0x7F - 'Z') * each;
+  const std::uint64_t capital = ~word & (fromA ^ behindZ) & 0x80 * each;
+  return word | capital >> 2;
+}
+
+// U+0080 to U+017F; nothing where the lower case is another size or depends on more.
+std::optional<char32_t> latinLower(char32_t c) {
+  if (c < 0xC0) return c;
+  if (c < 0xDF) return c == 0xD7 ? c : c + 0x20;
+  if (c < 0x100) return c;
+  if (c == 0x130 || c == 0x178) return std::nullopt;
+  const bool capitalsAreOdd = (c >= 0x139 && c < 0x149) || (c >= 0x179 && c < 0x17F);
+  const bool isSmallOnly = c == 0x138 || c == 0x149 || c == 0x17F;
+  const bool isCapital = !isSmallOnly && (c % 2 == 1) == capitalsAreOdd;
+  return isCapital ? c + 1 : c;
+}
+
+// Of ASCII, Latin and the punctuation of U+2000 to U+203F; nothing for texts with others.
 std::optional<std::string> latinLowercased(std::string_view text) {
   std::string lower = asciiLowercased(text);
   for (std::size_t at = 0; (at = asciiRunEnd(lower, at)) < lower.size();) {
-    const char lead = lower[at];
-    char& second = lower[at + 1];
-    if (lead == '\xE2' && second == '\x80') {
-      at += 3;
-      continue;
+    std::size_t next = at;
+    const char32_t c = nextCodePoint(lower, next);
+    const bool isPunctuation = c >= 0x2000 && c < 0x2040;
+    if (!isPunctuation) {
+      const std::optional<char32_t> small = c < 0x180 ? latinLower(c) : std::nullopt;
+      if (!small) return std::nullopt;
+      lower[at] = static_cast<char>(0xC0 | *small >> 6);
+      lower[at + 1] = static_cast<char>(0x80 | (*small & 0x3F));
     }
-    if (lead != '\xC2' && lead != '\xC3') return std::nullopt;
-    const auto low = static_cast<unsigned char>(second);
-    const bool isCapital = lead == '\xC3' && low <= 0x9E && low != 0x97;
-    if (isCapital) second = static_cast<char>(low + 0x20);
-    at += 2;
+    at = next;
   }
   return lower;
 }
 
 }  // namespace
+
+std::string asciiLowercased(std::string_view text) {
+  std::string result(text);
+  std::size_t at = 0;
+  for (std::uint64_t word; at + sizeof word <= result.size(); at += sizeof word) {
+    std::memcpy(&word, result.data() + at, sizeof word);
+    word = asciiLowered(word);
+    std::memcpy(result.data() + at, &word, sizeof word);
+  }
+  for (; at < result.size(); ++at) result[at] = asciiLower(result[at]);
+  return result;
+}
 
 std::string lowercased(std::string_view text) {
   if (isAscii(text)) return asciiLowercased(text);
