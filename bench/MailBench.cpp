@@ -1,19 +1,19 @@
 // From raw bytes to text: ParsedMail and a C program on GMime 3 and libxml2, in turn over the same
 // messages. Prints medians and their ratio, and the peak memory of each in a process of its own.
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 
 #include "bench/Corpora.h"
 #include "bench/ReferenceReader.h"
 #include "mail/ParsedMail.h"
+#include "sandbox/ChildProcess.h"
+#include "sandbox/TemporaryFolder.h"
 
 namespace halcyra::bench {
 namespace {
@@ -48,29 +48,28 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-// Both hold one message at a time; the reader's text is part of what it needs.
-long peakKilobytes(const Corpus& corpus, const std::function<void(const std::string&)>& read) {
-  const auto largest = std::ranges::max_element(
-      corpus.messages, {}, [](const std::string& message) { return message.size(); });
-  int answer[2];
-  if (pipe(answer) != 0) throw std::runtime_error("no pipe");
-  const pid_t child = fork();
-  if (child == 0) {
-    const std::string message = *largest;
-    rusage before{}, after{};
-    getrusage(RUSAGE_SELF, &before);
-    read(message);
-    getrusage(RUSAGE_SELF, &after);
-    const long grown = after.ru_maxrss - before.ru_maxrss;
-    _exit(write(answer[1], &grown, sizeof grown) == sizeof grown ? 0 : 1);
+// Of this program in KB. What getrusage tells counts from before it was started.
+long peakMemory() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    long kilobytes = 0;
+    if (word == "VmHWM:" && status >> kilobytes) return kilobytes;
   }
-  long grown = -1;
-  if (::read(answer[0], &grown, sizeof grown) != sizeof grown) grown = -1;
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(answer[0]);
-  close(answer[1]);
-  return grown;
+  throw std::runtime_error("the peak memory is unknown");
+}
+
+// What reading a message adds to the peak memory of this process, in KB. The message itself is
+// there before.
+long growth(const std::string& reader, const std::string& file) {
+  std::string message(std::filesystem::file_size(file), '\0');
+  std::ifstream(file).read(message.data(), static_cast<std::streamsize>(message.size()));
+  const long before = peakMemory();
+  if (reader == "ours") {
+    ParsedMail::fromRawMessage("A", "r", 1, std::move(message));
+  } else {
+    reference_read(message.data(), message.size());
+  }
+  return peakMemory() - before;
 }
 
 void compare(const Corpus& corpus, double goal) {
@@ -86,17 +85,24 @@ void compare(const Corpus& corpus, double goal) {
               median(ours) / median(theirs), goal);
 }
 
-void comparePeaks(const Corpus& corpus) {
-  const long ours = peakKilobytes(
-      corpus, [](const std::string& message) { ParsedMail::fromRawMessage("A", "r", 1, message); });
-  const long theirs = peakKilobytes(
-      corpus, [](const std::string& message) { reference_read(message.data(), message.size()); });
-  std::printf("\nLargest attachment: memory grows by %ld KB, the reference's by %ld KB\n", ours,
-              theirs);
+// A fresh process each, since one that read other mail before has memory to spare.
+std::string growthInOwnProcess(const std::string& reader, const std::string& file) {
+  sandbox::ChildProcess program({{"/proc/self/exe", reader, file}});
+  const auto ending = program.wait(std::chrono::seconds(60));
+  if (!ending || ending->status != 0) throw std::runtime_error(program.errors());
+  return program.output();
+}
+
+void comparePeaks(const std::string& message) {
+  const sandbox::TemporaryFolder folder;
+  const std::string file = (folder.path() / "largest.eml").string();
+  std::ofstream(file) << message;
+  std::printf("\nA message of %.0f MB: memory grows by %s KB, the reference's by %s KB\n",
+              static_cast<double>(message.size()) / 1e6, growthInOwnProcess("ours", file).c_str(),
+              growthInOwnProcess("reference", file).c_str());
 }
 
 void run() {
-  reference_start();
   std::printf("Raw message to text, medians of %d rounds in turn\n\n", rounds);
   std::printf("%-12s %10s  %13s  %13s  %6s  %6s\n", "class", "size", "ParsedMail", "GMime+libxml2",
               "ratio", "goal");
@@ -104,15 +110,20 @@ void run() {
   compare(htmlMail(), 0.60);
   const Corpus attachments = attachmentMail();
   compare(attachments, 0.40);
-  comparePeaks(attachments);
+  comparePeaks(attachments.messages.back());
 }
 
 }  // namespace
 }  // namespace halcyra::bench
 
-int main() {
+int main(int argc, char** argv) {
+  reference_start();
   try {
-    halcyra::bench::run();
+    if (argc == 3) {
+      std::printf("%ld", halcyra::bench::growth(argv[1], argv[2]));
+    } else {
+      halcyra::bench::run();
+    }
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "mail_bench: %s\n", error.what());
