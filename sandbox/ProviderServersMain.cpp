@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <string_view>
 
 #include "sandbox/ProgramHome.h"
 #include "sandbox/ProviderServers.h"
@@ -55,7 +56,15 @@ void serveUntilSignal() {
 }  // namespace
 }  // namespace halcyra::sandbox
 
-int main() {
+int main(int count, char** arguments) {
+  if (count > 1) {
+    const bool isHelp = std::string_view(arguments[1]) == "--help";
+    (isHelp ? std::cout : std::cerr)
+        << "halcyra-sandbox-providers takes no arguments. It serves stand-ins for Gmail and "
+           "Outlook\non this machine, prints how halcyra-cli signs in to them, and ends with "
+           "Ctrl-C.\n";
+    return isHelp ? EXIT_SUCCESS : 2;
+  }
   try {
     halcyra::sandbox::serveUntilSignal();
   } catch (const std::exception& error) {

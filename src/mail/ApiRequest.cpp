@@ -1,7 +1,7 @@
 #include "mail/ApiRequest.h"
 
+#include <span>
 #include <utility>
-#include <vector>
 
 #include "text/Utf8.h"
 #include "text/WithoutSecrets.h"
@@ -30,9 +30,7 @@ std::string shownBody(const HttpResponse& response, const std::string& accessTok
 }
 
 std::string withoutToken(std::string text, const std::string& accessToken) {
-  std::vector<std::string> spellings = {accessToken, {}};
-  for (const char c : accessToken) spellings[1] += c == '/' ? "\\/" : std::string(1, c);
-  return withoutSecrets(std::move(text), spellings);
+  return withoutSecrets(std::move(text), std::span(&accessToken, 1));
 }
 
 }  // namespace halcyra

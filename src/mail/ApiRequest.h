@@ -22,7 +22,7 @@ bool isSuccess(const HttpResponse& response);
 /// not UTF-8.
 std::string shownBody(const HttpResponse& response, const std::string& accessToken);
 
-/// The text with the token masked, also as JSON may spell it.
+/// The text with the token masked.
 std::string withoutToken(std::string text, const std::string& accessToken);
 
 }  // namespace halcyra

@@ -56,6 +56,7 @@ Task<std::string> GmailAPIClient::answerTo(std::string accessToken, Call call) {
   HttpRequest request = apiRequest(std::move(call.method), mailboxURL_ + call.target, accessToken,
                                    std::move(call.body));
   request.answerLimit = call.answerLimit;
+  request.statusSuffices = call.statusSuffices;
   HttpResponse response;
   try {
     Task<HttpResponse> exchange = http_.perform(std::move(request));
@@ -140,15 +141,20 @@ Task<void> GmailAPIClient::modifyMessageLabels(std::string accessToken, std::str
   json change = json::object();
   if (!addLabelIds.empty()) change["addLabelIds"] = addLabelIds;
   if (!removeLabelIds.empty()) change["removeLabelIds"] = removeLabelIds;
-  Task<std::string> answer = answerTo(
-      std::move(accessToken), {"POST", "/messages/" + messageId + "/modify", jsonText(change)});
+  Task<std::string> answer =
+      answerTo(std::move(accessToken), {.method = "POST",
+                                        .target = "/messages/" + messageId + "/modify",
+                                        .body = jsonText(change),
+                                        .statusSuffices = true});
   co_await std::move(answer);
 }
 
 Task<void> GmailAPIClient::sendRawMessage(std::string accessToken, std::string rfc822Text) {
   const json message = {{"raw", base64Url(rfc822Text)}};
-  Task<std::string> answer =
-      answerTo(std::move(accessToken), {"POST", "/messages/send", jsonText(message)});
+  Task<std::string> answer = answerTo(std::move(accessToken), {.method = "POST",
+                                                               .target = "/messages/send",
+                                                               .body = jsonText(message),
+                                                               .statusSuffices = true});
   co_await std::move(answer);
 }
 

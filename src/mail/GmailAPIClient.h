@@ -56,6 +56,7 @@ class GmailAPIClient {
     std::string target;
     std::string body;
     std::size_t answerLimit = HttpRequest().answerLimit;
+    bool statusSuffices = false;
   };
 
   Task<std::string> answerTo(std::string accessToken, Call call);

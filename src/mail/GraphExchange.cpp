@@ -62,6 +62,7 @@ Task<HttpResponse> GraphExchange::get(std::string accessToken, Read read) {
 Task<void> GraphExchange::change(std::string accessToken, Change change) {
   HttpRequest request = apiRequest(std::move(change.method), baseURL_ + change.target, accessToken,
                                    std::move(change.body));
+  request.statusSuffices = true;
   Task<HttpResponse> exchange = sendWithRetry(std::move(request), change.address, 0);
   const HttpResponse response = co_await std::move(exchange);
   if (isSuccess(response)) co_return;

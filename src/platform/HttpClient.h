@@ -22,9 +22,16 @@ struct HttpRequest {
   std::string url;
   std::vector<HttpHeader> headers;
   std::string body;
+  /// The longest silence: it begins anew whenever bytes of the request leave or some of the answer
+  /// arrive.
   std::chrono::milliseconds timeout = std::chrono::seconds(60);
+  /// Of the whole transfer, so that an answer that drips for ever ends some day.
+  std::chrono::milliseconds longest = std::chrono::minutes(10);
   /// Bytes of a decoded answer body; a longer one is an error.
   std::size_t answerLimit = 8u << 20;
+  /// For what is done by the time its status comes: an answer that breaks off behind its headers
+  /// counts, and a whole request without any answer fails as `unanswered`.
+  bool statusSuffices = false;
 };
 
 struct HttpResponse {
@@ -40,6 +47,7 @@ class HttpError : public std::runtime_error {
   enum class Kind {
     invalidURL,  // the URL cannot be used at all
     transport,   // unknown host, refused, lost, time-out: another try may succeed
+    unanswered,  // the request went out, and nobody knows what became of it
     failed,      // TLS failure, a request that cannot be made, one that was given up
     notHTTP,     // something answered, but not in HTTP
     tooLarge,    // the answer is longer than the request's limit

@@ -21,32 +21,17 @@ bool isSuccess(const HttpResponse& response) {
   return response.status >= 200 && response.status <= 299;
 }
 
-// As JSON may write it, with "\/" for "/".
-std::string slashesEscaped(std::string_view text) {
-  std::string escaped;
-  for (const char c : text) {
-    if (c == '/') escaped += '\\';
-    escaped += c;
-  }
-  return escaped;
-}
-
-// The secrets of a form in the spellings in which a provider may send them back.
-std::vector<std::string> spelledSecrets(const Form& form) {
+std::vector<std::string> secretsOf(const Form& form) {
   std::vector<std::string> secrets;
   for (const auto& [name, value] : form) {
-    if (std::find(secretNames.begin(), secretNames.end(), name) == secretNames.end()) continue;
-    std::string plusAsBlank = value;
-    std::replace(plusAsBlank.begin(), plusAsBlank.end(), '+', ' ');
-    secrets.insert(secrets.end(),
-                   {value, percentEncoded(value), slashesEscaped(value), plusAsBlank});
+    if (std::ranges::find(secretNames, name) != secretNames.end()) secrets.push_back(value);
   }
   return secrets;
 }
 
-// Masked before and after it is read: JSON has further spellings, and reading changes the text.
+// Masked before and after it is read, since reading undoes escapes.
 std::string refusalText(const TokenCall& call, const HttpResponse& response) {
-  const std::vector<std::string> secrets = spelledSecrets(call.form);
+  const std::vector<std::string> secrets = secretsOf(call.form);
   const std::string body =
       isValidUtf8(response.body) ? withoutSecrets(response.body, secrets) : std::string();
   return withoutSecrets(call.refusal(response.status, body), secrets);

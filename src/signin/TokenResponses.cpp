@@ -10,6 +10,16 @@ namespace halcyra {
 namespace {
 
 constexpr std::int64_t hundredYears = 100LL * 365 * 24 * 3600;
+constexpr std::size_t longestToken = 64u << 10;
+
+// RFC 6749, appendix A.12 and A.17. `lowest` is '!' for a token that goes into a header.
+void requireToken(std::string_view token, char lowest, const std::string& key) {
+  const bool isPrintable =
+      std::ranges::all_of(token, [&](char c) { return c >= lowest && c < '\x7F'; });
+  if (token.empty() || token.size() > longestToken || !isPrintable) {
+    throw JsonError("Not the expected JSON: \"" + key + "\" is not a usable token.");
+  }
+}
 
 }  // namespace
 
@@ -49,6 +59,11 @@ template <class Response>
 Response decodeTokenResponse(std::string_view body) {
   Response response;
   decodeValue(parseJson(body), response, Place());
+  requireToken(response.access_token, '!', "access_token");
+  if constexpr (requires { response.refresh_token; }) {
+    if (response.refresh_token == "") response.refresh_token.reset();
+    if (response.refresh_token) requireToken(*response.refresh_token, ' ', "refresh_token");
+  }
   return response;
 }
 

@@ -30,8 +30,9 @@ struct RefreshResponse {
   std::int64_t expires_in = 0;
 };
 
-/// Reads one of the three from a response's body. Throws JsonError or ConfigError, without quoting
-/// the body.
+/// Reads one of the three from a response's body. A token that is not up to 64 KB of
+/// printable ASCII is refused, an access token with a blank too; an empty refresh token is none.
+/// Throws JsonError or ConfigError, without quoting the body.
 template <class Response>
 Response decodeTokenResponse(std::string_view body);
 

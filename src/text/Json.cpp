@@ -9,6 +9,8 @@ namespace halcyra {
 namespace {
 
 constexpr int deepestNesting = 512;
+// About one a value. A value takes up to 60 bytes, however short its text is.
+constexpr int mostMarks = 1'000'000;
 
 std::string place(std::string_view text, std::size_t offset) {
   const std::string_view before = text.substr(0, std::min(offset, text.size()));
@@ -18,10 +20,14 @@ std::string place(std::string_view text, std::size_t offset) {
          std::to_string(before.size() - lineStart + 1);
 }
 
-// Offset of the bracket that opens one level too many, or npos. Runs before the parser, so that
-// nothing deep is ever built.
-std::size_t tooDeepAt(std::string_view text) {
+[[noreturn]] void refuse(std::string_view text, const std::string& why, std::size_t offset) {
+  throw JsonError("JSON " + why + " at " + place(text, offset) + ".");
+}
+
+// Runs before the parser, so that nothing deep and nothing huge is ever built.
+void requireBounds(std::string_view text) {
   int depth = 0;
+  int marks = 0;
   bool inString = false;
   for (std::size_t position = 0; position < text.size(); ++position) {
     const char c = text[position];
@@ -31,21 +37,23 @@ std::size_t tooDeepAt(std::string_view text) {
     } else if (c == '"') {
       inString = true;
     } else if (c == '{' || c == '[') {
-      if (++depth > deepestNesting) return position;
+      if (++depth > deepestNesting) {
+        refuse(text, "is nested more than " + std::to_string(deepestNesting) + " deep", position);
+      }
+      ++marks;
     } else if (c == '}' || c == ']') {
       --depth;
+    } else if (c == ',' || c == ':') {
+      ++marks;
     }
+    if (marks > mostMarks) refuse(text, "has too many values", position);
   }
-  return std::string_view::npos;
 }
 
 }  // namespace
 
 nlohmann::json parseJson(std::string_view text) {
-  if (const std::size_t offset = tooDeepAt(text); offset != std::string_view::npos) {
-    throw JsonError("JSON is nested more than " + std::to_string(deepestNesting) + " deep at " +
-                    place(text, offset) + ".");
-  }
+  requireBounds(text);
   try {
     return nlohmann::json::parse(text);
   } catch (const nlohmann::json::parse_error& error) {

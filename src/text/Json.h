@@ -13,7 +13,8 @@ class JsonError : public std::runtime_error {
 };
 
 /// Reads one JSON text (RFC 8259) with nothing but white space behind it. A text nested more than
-/// 512 deep is refused. Of a repeated key the last value counts. Throws JsonError.
+/// 512 deep, or with more than a million brackets, commas and colons, is refused. Of a repeated key
+/// the last value counts. Throws JsonError.
 nlohmann::json parseJson(std::string_view text);
 
 /// JSON in which DEL and the C1 controls, which it may hold as they are (RFC 8259, section 7), are

@@ -5,6 +5,7 @@
 
 #include "mail/MailAddress.h"
 #include "mail/OutboundMessages.h"
+#include "platform/HttpClient.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
 #include "triage/CountedWhileAlive.h"
@@ -22,6 +23,26 @@ Task<std::optional<std::string>> failureOf(Task<void> task) {
     co_return onOneLine(error.what());
   }
   co_return std::nullopt;
+}
+
+/// How a send through a provider ended.
+struct ProviderOutcome {
+  enum class Kind { sent, failed, unknown } kind = Kind::sent;
+  /// Why it was not sent, or why nobody knows; on one line.
+  std::string failure = {};
+};
+
+Task<ProviderOutcome> outcomeOf(Task<void> sending) {
+  using enum ProviderOutcome::Kind;
+  try {
+    co_await std::move(sending);
+  } catch (const HttpError& error) {
+    const bool isLost = error.kind() == HttpError::Kind::unanswered;
+    co_return ProviderOutcome{isLost ? unknown : failed, onOneLine(error.what())};
+  } catch (const std::exception& error) {
+    co_return ProviderOutcome{failed, onOneLine(error.what())};
+  }
+  co_return ProviderOutcome{};
 }
 
 ReplySent notSent(std::string message) {
@@ -59,11 +80,14 @@ Task<bool> MailSender::forwardMail(SharedIncomingMail incoming, std::string forw
   const CountedWhileAlive sending(underWay_);
   const auto from = providerSendAddress(incoming->account, incoming->config);
   if (from && usesProvider(*incoming)) {
-    Task<std::optional<std::string>> trying =
-        failureOf(services_.providers->forward(*incoming, *from, to));
-    const std::optional<std::string> failure = co_await std::move(trying);
-    if (!failure) co_return true;
-    services_.log.logLine("Provider forward failed, trying SMTP: " + *failure);
+    Task<ProviderOutcome> trying = outcomeOf(services_.providers->forward(*incoming, *from, to));
+    const ProviderOutcome outcome = co_await std::move(trying);
+    if (outcome.kind == ProviderOutcome::Kind::sent) co_return true;
+    if (outcome.kind == ProviderOutcome::Kind::unknown) {
+      services_.log.logLine("Provider forward unanswered, not trying SMTP: " + outcome.failure);
+      co_return false;
+    }
+    services_.log.logLine("Provider forward failed, trying SMTP: " + outcome.failure);
   }
   const auto server = resolveSMTP(incoming->config, incoming->account, smtpPassword);
   if (!server) {
@@ -91,11 +115,18 @@ Task<ReplySent> MailSender::sendReply(SharedIncomingMail incoming, std::string t
   const auto from = providerSendAddress(incoming->account, incoming->config);
   if (from && usesProvider(*incoming)) {
     reply.from = *from;
-    Task<std::optional<std::string>> trying =
-        failureOf(services_.providers->reply(*incoming, reply));
-    const std::optional<std::string> failure = co_await std::move(trying);
-    if (!failure) co_return sentThrough(providerName(incoming->account));
-    services_.log.logLine("Provider reply send failed, trying SMTP: " + *failure);
+    Task<ProviderOutcome> trying = outcomeOf(services_.providers->reply(*incoming, reply));
+    const ProviderOutcome outcome = co_await std::move(trying);
+    if (outcome.kind == ProviderOutcome::Kind::sent) {
+      co_return sentThrough(providerName(incoming->account));
+    }
+    if (outcome.kind == ProviderOutcome::Kind::unknown) {
+      services_.log.logLine("Provider reply send unanswered, not trying SMTP: " + outcome.failure);
+      co_return notSent(outcome.failure +
+                        " The reply may have gone out nevertheless. Look at the mailbox’s sent "
+                        "mail before you send it again.");
+    }
+    services_.log.logLine("Provider reply send failed, trying SMTP: " + outcome.failure);
   }
   const auto server = resolveSMTP(incoming->config, incoming->account, smtpPassword);
   if (!server) {

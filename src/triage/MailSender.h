@@ -31,7 +31,8 @@ struct MailSenderServices {
 };
 
 /// Sends mail: through the provider's own service first, where the mailbox has one and no SMTP
-/// server of its own, and by SMTP otherwise. Belongs to the main executor and outlives its sends.
+/// server of its own, and by SMTP otherwise. When nobody knows whether the provider sent it, SMTP
+/// does not send it a second time. Belongs to the main executor and outlives its sends.
 /// Nothing is thrown.
 class MailSender {
  public:

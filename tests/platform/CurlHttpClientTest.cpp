@@ -5,6 +5,7 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read_until.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 
 #include "sandbox/LoopbackHttpServer.h"
@@ -73,19 +74,19 @@ Task<std::string> outcome(HttpClient& client, HttpRequest request,
     const HttpResponse response = co_await std::move(answer);
     text = std::to_string(response.status) + ": " + response.body;
   } catch (const HttpError& error) {
-    const char* const kinds[] = {"invalidURL", "transport", "failed", "notHTTP", "tooLarge"};
+    const char* const kinds[] = {"invalidURL", "transport", "unanswered",
+                                 "failed",     "notHTTP",   "tooLarge"};
     text = std::string(kinds[static_cast<int>(error.kind())]) + ": " + error.what();
   }
   if (then) then();
   co_return text;
 }
 
-std::string outcomeOfRaw(std::string answer, bool closing, std::chrono::milliseconds timeout) {
+std::string outcomeOfRaw(std::string answer, bool closing, HttpRequest request) {
   asio::io_context context;
   CurlHttpClient client;
   RawServer server(context, std::move(answer), closing);
-  HttpRequest request = get(server.url());
-  request.timeout = timeout;
+  request.url = server.url();
   return runTask(context, outcome(client, std::move(request), [&] { server.stop(); }));
 }
 
@@ -162,12 +163,14 @@ asio::awaitable<void> serveEach(tcp::acceptor* acceptor, int* posts) {
   }
 }
 
-asio::awaitable<std::string> getThenPost(CurlHttpClient* client, tcp::acceptor* acceptor) {
+asio::awaitable<std::string> getThenPost(CurlHttpClient* client, tcp::acceptor* acceptor,
+                                         bool statusSuffices) {
   const std::string url =
       "http://127.0.0.1:" + std::to_string(acceptor->local_endpoint().port()) + "/";
   Task<HttpResponse> getting = client->perform({.url = url});
   co_await std::move(getting);
   HttpRequest post{.method = "POST", .url = url, .body = "the mail"};
+  post.statusSuffices = statusSuffices;
   Task<std::string> posting = outcome(*client, std::move(post));
   std::string ending = co_await std::move(posting);
   acceptor->close();
@@ -175,15 +178,59 @@ asio::awaitable<std::string> getThenPost(CurlHttpClient* client, tcp::acceptor* 
 }
 
 TEST(CurlHttpClient, NeverSendsAPostAgainByItself) {
-  asio::io_context context;
-  tcp::acceptor acceptor(context, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
-  int posts = 0;
-  asio::co_spawn(context, serveEach(&acceptor, &posts), asio::detached);
-  CurlHttpClient client;
-  const std::string ending = runTask(context, getThenPost(&client, &acceptor));
-  EXPECT_EQ(withoutPort(ending),
-            "transport: SERVER closed the connection before its answer was complete.");
-  EXPECT_EQ(posts, 1);
+  for (const bool statusSuffices : {false, true}) {
+    asio::io_context context;
+    tcp::acceptor acceptor(context, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+    int posts = 0;
+    asio::co_spawn(context, serveEach(&acceptor, &posts), asio::detached);
+    CurlHttpClient client;
+    const std::string ending = runTask(context, getThenPost(&client, &acceptor, statusSuffices));
+    EXPECT_EQ(withoutPort(ending),
+              std::string(statusSuffices ? "unanswered" : "transport") +
+                  ": SERVER closed the connection before its answer was complete.");
+    EXPECT_EQ(posts, 1);
+  }
+}
+
+// Sends its answer byte by byte, with pauses.
+asio::awaitable<void> drip(tcp::acceptor* acceptor) {
+  tcp::socket socket = co_await acceptor->async_accept(asio::use_awaitable);
+  asio::steady_timer pause(socket.get_executor());
+  const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n" + std::string(20, 'x');
+  for (std::size_t sent = 0; sent < answer.size(); sent += sent < 39 ? 39 : 1) {
+    co_await asio::async_write(socket, asio::buffer(answer.substr(sent, sent < 39 ? 39 : 1)),
+                               asio::use_awaitable);
+    pause.expires_after(std::chrono::milliseconds(60));
+    co_await pause.async_wait(asio::use_awaitable);
+  }
+}
+
+TEST(CurlHttpClient, AnAnswerMayTakeItsTimeButNotForEver) {
+  using std::chrono::milliseconds;
+  struct Case {
+    milliseconds timeout, longest;
+    bool statusSuffices;
+    std::string ending;
+  };
+  const milliseconds enough = std::chrono::seconds(20);
+  const std::string whole = "200: " + std::string(20, 'x');
+  for (const Case& each :
+       {Case{milliseconds(900), enough, false, whole},
+        {milliseconds(10), enough, false, "transport: The request to SERVER timed out."},
+        {enough, milliseconds(300), false, "failed: The answer of SERVER took too long."},
+        {enough, milliseconds(300), true, "200: x"}}) {
+    asio::io_context context;
+    tcp::acceptor acceptor(context, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+    asio::co_spawn(context, drip(&acceptor), asio::detached);
+    CurlHttpClient client;
+    HttpRequest request =
+        get("http://127.0.0.1:" + std::to_string(acceptor.local_endpoint().port()) + "/");
+    request.timeout = each.timeout;
+    request.longest = each.longest;
+    request.statusSuffices = each.statusSuffices;
+    const std::string ending = withoutPort(runTask(context, outcome(client, std::move(request))));
+    EXPECT_EQ(ending.substr(0, each.ending.size()), each.ending);
+  }
 }
 
 TEST(CurlHttpClient, RunsRequestsInParallel) {
@@ -277,9 +324,10 @@ TEST(CurlHttpClient, FollowsRedirectsOnlyWithoutCredentials) {
 TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
   using std::chrono::milliseconds;
   const milliseconds enough = std::chrono::seconds(20);
-  const std::string cut = "transport: SERVER closed the connection before its answer was complete.";
+  const std::string closed = ": SERVER closed the connection before its answer was complete.";
+  const std::string cut = "transport" + closed;
   const auto raw = [](std::string answer, bool closing, milliseconds timeout) {
-    return withoutPort(outcomeOfRaw(std::move(answer), closing, timeout));
+    return withoutPort(outcomeOfRaw(std::move(answer), closing, {.timeout = timeout}));
   };
   EXPECT_EQ(raw("", false, milliseconds(50)), "transport: The request to SERVER timed out.");
   EXPECT_EQ(raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", false, milliseconds(50)),
@@ -290,6 +338,8 @@ TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
                     std::string(90'000, 'x') + "\r\nX: " + std::string(90'000, 'x') + "\r\n\r\n",
                 true, enough),
             "tooLarge: The headers of SERVER are larger than 0.25 MB.");
+  EXPECT_EQ(raw("HTTP/1.1 200 OK\r\nX: " + std::string(120'000, 'x') + "\r\n\r\n", true, enough),
+            "tooLarge: A header line of SERVER is too long.");
 
   const std::string whole = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody";
   EXPECT_EQ(raw(whole, true, enough), "200: body");
@@ -297,6 +347,14 @@ TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
   for (std::size_t length = 1; length < whole.size(); ++length) {
     const std::string text = raw(whole.substr(0, length), true, enough);
     EXPECT_TRUE(text == cut || (length < 13 && text.starts_with("notHTTP"))) << length << text;
+    HttpRequest post{.method = "POST", .body = "b", .timeout = enough};
+    post.statusSuffices = true;
+    const std::string ending = withoutPort(outcomeOfRaw(whole.substr(0, length), true, post));
+    if (length < whole.size() - 4) {
+      EXPECT_TRUE(ending.starts_with("unanswered: ")) << length << ending;
+    } else {
+      EXPECT_EQ(ending, "200: " + whole.substr(whole.size() - 4, length + 4 - whole.size()));
+    }
   }
 
   asio::io_context context;

@@ -5,6 +5,7 @@
 #include "signin/ScopeHint.h"
 #include "support/FailureText.h"
 #include "support/RunTask.h"
+#include "text/Json.h"
 
 namespace halcyra {
 namespace {
@@ -168,6 +169,23 @@ TEST(TokenClients, OtherFailuresPassThrough) {
     world.http.answer(200, body);
     EXPECT_ANY_THROW(refresh()) << body;
   }
+  const auto answer = [](const std::string& access, const std::string& renewal) {
+    return R"({"access_token":")" + access + R"(","refresh_token":")" + renewal +
+           R"(","expires_in":9})";
+  };
+  for (const std::string& token :
+       {std::string(), std::string("a b"), std::string("a\\r\\nX: y"), std::string("é"),
+        std::string("a\\u0000"), std::string((64 << 10) + 1, 'a')}) {
+    world.http.answer(200, answer(token, "r")).answer(200, answer("a", token + "\\n"));
+    EXPECT_EQ(failureText<JsonError>(refresh),
+              "Not the expected JSON: \"access_token\" is not a usable token.");
+    EXPECT_EQ(
+        failureText<JsonError>([&] { runTask(world.microsoft.refreshMicrosoftToken("i", "r")); }),
+        "Not the expected JSON: \"refresh_token\" is not a usable token.");
+  }
+  world.http.answer(200, answer("a", "")).answer(200, answer("a", "b c"));
+  EXPECT_EQ(runTask(world.microsoft.refreshMicrosoftToken("i", "r")).refreshToken, "r");
+  EXPECT_EQ(runTask(world.microsoft.refreshMicrosoftToken("i", "r")).refreshToken, "b c");
   world.http.answer(200, R"({"access_token":"a","expires_in":9223372036854775807})");
   EXPECT_GT(*runTask(world.google.refreshGoogleToken("i", "r")).expiresAt, world.in(3600));
 }

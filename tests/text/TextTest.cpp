@@ -16,6 +16,7 @@
 #include "text/Trim.h"
 #include "text/Utf8.h"
 #include "text/Uuid.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {
@@ -187,6 +188,8 @@ TEST(Json, NestingIsBoundedAndFaultsArePlaced) {
       {std::string(1'000'000, '['), "JSON is nested more than 512 deep at line 1, column 513."},
       {"{\n  \"a\": x}", "Not valid JSON at line 2, column 8."},
       {"[1] 2", "Not valid JSON at line 1, column 5."},
+      {"[" + std::string(1'000'000, ',') + "]",
+       "JSON has too many values at line 1, column 1000001."},
       {"1e999", "Not valid JSON: a number is out of range."},
       {"", "Not valid JSON at line 1, column 1."},
       {"\"\xFF\"", "Not valid JSON at line 1, column 2."}};
@@ -201,6 +204,28 @@ TEST(Json, NestingIsBoundedAndFaultsArePlaced) {
   EXPECT_EQ(parseJson("{\"a\":1,\"a\":\"" + std::string(600, '[') + "\\\"[\"}")["a"].type(),
             nlohmann::json::value_t::string);
   EXPECT_EQ(jsonText("\xFF"s), "\"\uFFFD\"");
+}
+
+TEST(WithoutSecrets, FindsThemHoweverTheyAreWritten) {
+  const std::vector<std::string> secrets = {"ya29.a+b/c==", "ya29", "", "pw d"};
+  const std::pair<std::string, std::string> cases[] = {
+      {"<ya29.a+b/c==ya29.a+b/c== pw d ya29>", "<****** *** ***>"},
+      {"ya29.a b/c== pw+d, ya29.a%2Bb%2fc%3D%3d", "*** ***, ***"},
+      {R"("ya29.a\u002Bb\/c\u003D=",'\x79a29')", R"("***",'***')"},
+      {"ya29.a&#43;b&#x2F;c&equals;&#61; &amp;ya29&lt;", "*** &amp;***&lt;"},
+      {R"(ya29.a%252Bb%25252Fc%3D= ya29.a\u0026#43;b\\/c==)", "*** ***"},
+      {encodeBase64("ya29.a+b/c=="), "***"},
+      {"1" + encodeBase64("xya29.a+b/c==x").substr(0, 18), "1eH***X"},
+      {encodeBase64("Bearer ya29.a+b/c==\n") + "|", "QmVhcmVyIH***Qo=|"},
+      {"eWEyOS5hK2IvYz0tZA", "eWEyOS5hK2IvYz0tZA"},
+      {"a+b%2 &; \\u00 \\ &#999999999; %", "a+b%2 &; \\u00 \\ &#999999999; %"},
+  };
+  for (const auto& [text, shown] : cases) EXPECT_EQ(withoutSecrets(text, secrets), shown);
+
+  // Each of a million places begins like the secret.
+  const std::string slow[] = {std::string(100'000, 'a') + 'b'};
+  const std::string text(8'000'000, 'a');
+  EXPECT_EQ(withoutSecrets(text, slow), text);
 }
 
 TEST(Scan, FindsAndRewritesInPlace) {

@@ -89,6 +89,7 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
   }
   Task<void> provide(std::string word) {
     effects.push_back(std::move(word));
+    if (answersGetLost) throw HttpError(HttpError::Kind::unanswered, "no\nanswer");
     if (markingFails) throw std::runtime_error("no\nroute");
     co_return;
   }
@@ -111,6 +112,7 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
   ParsedMail mail;
   bool actionsSucceed = true;
   bool markingFails = false;
+  bool answersGetLost = false;
   std::vector<std::string> effects;
   std::vector<Suggestion> suggestions;
   std::vector<TriageDecision> decisions;

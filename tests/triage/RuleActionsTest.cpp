@@ -110,6 +110,19 @@ const RouteCase routes[] = {
      {"Provider forward failed, trying SMTP: no route"},
      {"Provider reply send failed, trying SMTP: no route"},
      ""},
+    {"Gmail whose answer is lost",
+     [](auto& h) {
+       h.useProvider(GoogleGmail{});
+       h.answersGetLost = true;
+     },
+     false,
+     {"provider forward me@x boss@x"},
+     {"provider reply me@x ann@y <0@y> Yes."},
+     {},
+     {"Provider forward unanswered, not trying SMTP: no answer"},
+     {"Provider reply send unanswered, not trying SMTP: no answer"},
+     "no answer The reply may have gone out nevertheless. Look at the mailbox’s sent mail before "
+     "you send it again."},
     {"Graph without any address",
      [](auto& h) {
        h.useProvider(MicrosoftGraph{}, "Work");

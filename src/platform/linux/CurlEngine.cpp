@@ -1,5 +1,7 @@
 #include "platform/linux/CurlEngine.h"
 
+#include <algorithm>
+#include <chrono>
 #include <limits>
 #include <new>
 #include <stdexcept>
@@ -52,8 +54,9 @@ void CurlEngine::run() {
     int running = 0;
     curl_multi_perform(multi_.get(), &running);
     finishEnded();
+    endSilent();
     // Ends earlier at libcurl's own timers, at traffic and at a wake-up.
-    curl_multi_poll(multi_.get(), nullptr, 0, std::numeric_limits<int>::max(), nullptr);
+    curl_multi_poll(multi_.get(), nullptr, 0, millisecondsOfPatience(), nullptr);
   }
   abandonAll();
 }
@@ -76,7 +79,7 @@ void CurlEngine::begin(Job job) {
   if (curl_multi_add_handle(multi_.get(), handle) == CURLM_OK) {
     underWay_.emplace(handle, std::move(job));
   } else {
-    job.completion(job.transfer->finished(CURLE_OUT_OF_MEMORY));
+    job.completion(job.transfer->finished(CURLE_FAILED_INIT));
   }
 }
 
@@ -90,6 +93,31 @@ void CurlEngine::finishEnded() {
     auto job = underWay_.extract(handle);
     job.mapped().completion(job.mapped().transfer->finished(code));
   }
+}
+
+// libcurl itself only knows a limit for a whole transfer, and one of speed in whole seconds.
+void CurlEngine::endSilent() {
+  const auto now = std::chrono::steady_clock::now();
+  for (auto at = underWay_.begin(); at != underWay_.end();) {
+    if (at->second.transfer->givenUpAt() > now) {
+      ++at;
+      continue;
+    }
+    curl_multi_remove_handle(multi_.get(), at->first);
+    at->second.completion(at->second.transfer->timedOut());
+    at = underWay_.erase(at);
+  }
+}
+
+int CurlEngine::millisecondsOfPatience() const {
+  using std::chrono::milliseconds;
+  milliseconds patience(std::numeric_limits<int>::max());
+  const auto now = std::chrono::steady_clock::now();
+  for (const auto& [handle, job] : underWay_) {
+    const auto left = std::chrono::ceil<milliseconds>(job.transfer->givenUpAt() - now);
+    patience = std::clamp(left, milliseconds(0), patience);
+  }
+  return static_cast<int>(patience.count());
 }
 
 void CurlEngine::abandonAll() {

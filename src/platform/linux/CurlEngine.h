@@ -36,6 +36,8 @@ class CurlEngine {
   bool takeSubmitted();
   void begin(Job job);
   void finishEnded();
+  void endSilent();
+  int millisecondsOfPatience() const;
   void abandonAll();
 
   std::unique_ptr<CURLSH, CurlFree<curl_share_cleanup>> tlsSessions_;

@@ -139,7 +139,7 @@ void CurlTransfer::setBody() {
 }
 
 void CurlTransfer::setBounds() {
-  const auto milliseconds = std::max<std::chrono::milliseconds::rep>(request_.timeout.count(), 1);
+  const auto milliseconds = std::max<std::chrono::milliseconds::rep>(request_.longest.count(), 1);
   setOption(handle(), CURLOPT_TIMEOUT_MS, static_cast<long>(milliseconds));
   setOption(handle(), CURLOPT_PRIVATE, this);
   setOption(handle(), CURLOPT_WRITEDATA, this);
@@ -169,10 +169,12 @@ std::size_t CurlTransfer::giveBody(std::span<char> room) {
   const std::size_t count = std::min(room.size(), request_.body.size() - bodySent_);
   std::copy_n(request_.body.data() + bodySent_, count, room.data());
   bodySent_ += count;
+  lastMoved_ = std::chrono::steady_clock::now();
   return count;
 }
 
 std::size_t CurlTransfer::takeBody(std::string_view bytes) {
+  lastMoved_ = std::chrono::steady_clock::now();
   if (bytes.size() > request_.answerLimit - response_.body.size()) {
     bodyTooLong_ = true;
     return CURL_WRITEFUNC_ERROR;
@@ -183,6 +185,7 @@ std::size_t CurlTransfer::takeBody(std::string_view bytes) {
 
 // Lines of redirects and interim answers come here, too; the last answer's stay.
 std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
+  lastMoved_ = std::chrono::steady_clock::now();
   headerBytes_ += line.size();
   if (headerBytes_ > longestHeaders) {
     headersTooLong_ = true;
@@ -206,17 +209,35 @@ std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
 CurlOutcome CurlTransfer::finished(CURLcode code) {
   // libcurl takes an answer for good whose connection ends among the headers.
   if (code == CURLE_OK && !headersEnded_) code = CURLE_GOT_NOTHING;
-  if (code != CURLE_OK) return {{}, failureOf(code)};
-  long status = 0;
-  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  response_.status = static_cast<int>(status);
+  if (request_.statusSuffices && headersEnded_ && status() >= 200) code = CURLE_OK;
+  if (code != CURLE_OK) return failed(failureOf(code));
+  response_.status = status();
   return {std::move(response_), std::nullopt};
 }
 
+std::chrono::steady_clock::time_point CurlTransfer::givenUpAt() const {
+  return lastMoved_ + request_.timeout;
+}
+
+CurlOutcome CurlTransfer::timedOut() const {
+  return failed({HttpError::Kind::transport, "The request to " + peer_ + " timed out."});
+}
+
+int CurlTransfer::status() const {
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  return static_cast<int>(status);
+}
+
+CurlOutcome CurlTransfer::failed(CurlOutcome::Failure failure) const {
+  // libcurl's own count of what it sent is lost when a connection was used before.
+  const bool isSent = !request_.body.empty() && bodySent_ == request_.body.size();
+  if (request_.statusSuffices && isSent) failure.kind = HttpError::Kind::unanswered;
+  return {{}, std::move(failure)};
+}
+
 CurlOutcome CurlTransfer::abandoned() const {
-  return {
-      {},
-      CurlOutcome::Failure{HttpError::Kind::failed, "The request to " + peer_ + " was given up."}};
+  return failed({HttpError::Kind::failed, "The request to " + peer_ + " was given up."});
 }
 
 CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
@@ -231,7 +252,9 @@ CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
   }
   switch (code) {
     case CURLE_OPERATION_TIMEDOUT:
-      return {Kind::transport, "The request to " + peer_ + " timed out."};
+      return {Kind::failed, "The answer of " + peer_ + " took too long."};
+    case CURLE_OUT_OF_MEMORY:  // libcurl's name for it, too
+      return {Kind::tooLarge, "A header line of " + peer_ + " is too long."};
     case CURLE_COULDNT_RESOLVE_HOST:
       return {Kind::transport, "The host " + peer_ + " was not found."};
     case CURLE_COULDNT_CONNECT:

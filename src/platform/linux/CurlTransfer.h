@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <span>
@@ -45,6 +46,12 @@ class CurlTransfer {
   /// Takes the response out, after libcurl has ended the transfer.
   CurlOutcome finished(CURLcode code);
 
+  /// When the other side has been silent for too long, unless it says something first.
+  std::chrono::steady_clock::time_point givenUpAt() const;
+
+  /// The end of a transfer whose other side was silent for too long.
+  CurlOutcome timedOut() const;
+
   /// The end of a transfer that nobody waits for any longer.
   CurlOutcome abandoned() const;
 
@@ -61,6 +68,8 @@ class CurlTransfer {
   std::size_t takeBody(std::string_view bytes);
   std::size_t takeHeaderLine(std::string_view line);
   CurlOutcome::Failure failureOf(CURLcode code) const;
+  CurlOutcome failed(CurlOutcome::Failure failure) const;
+  int status() const;
   long proxyRefusal() const;
   std::string detail(CURLcode code) const;
 
@@ -69,6 +78,7 @@ class CurlTransfer {
   std::string scheme_;
   std::string host_;  // without port
   std::string peer_;  // as error texts name it
+  std::chrono::steady_clock::time_point lastMoved_ = std::chrono::steady_clock::now();
   std::size_t bodySent_ = 0;
   std::size_t headerBytes_ = 0;
   bool headersEnded_ = false;
