@@ -69,7 +69,7 @@ long growth(const std::string& reader, const std::string& file) {
   } else {
     reference_read(message.data(), message.size());
   }
-  return peakMemory() - before;
+  return std::max(0L, peakMemory() - before);
 }
 
 void compare(const Corpus& corpus, double goal) {
