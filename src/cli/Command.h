@@ -50,5 +50,8 @@ void addMailboxCommand(CLI::App& app, Invocation& invocation);
 void addSuggestCommand(CLI::App& app, Invocation& invocation);
 void addSendTestCommand(CLI::App& app, Invocation& invocation);
 void addSignInCommand(CLI::App& app, Invocation& invocation);
+void addConnectionCommand(CLI::App& app, Invocation& invocation);
+void addAutomationCommand(CLI::App& app, Invocation& invocation);
+void addLeadCommand(CLI::App& app, Invocation& invocation);
 
 }  // namespace halcyra
