@@ -70,7 +70,7 @@ std::string firstQuestion(const Letter& letter) {
   for (const std::string& line : letter.lines) text += (text.empty() ? "" : " ") + line;
   const std::size_t mark = text.find('?');
   if (mark == text.npos) return "";
-  const std::size_t before = std::string_view(text).substr(0, mark).find_last_of(".!?,");
+  const std::size_t before = std::string_view(text).substr(0, mark).find_last_of(".!?");
   const std::size_t begin = before == text.npos ? 0 : before + 1;
   return std::string(trimmed(std::string_view(text).substr(begin, mark + 1 - begin)));
 }

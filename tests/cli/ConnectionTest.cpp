@@ -54,6 +54,12 @@ TEST(Connections, AreListedAndGoWithTheirSignIn) {
   EXPECT_EQ(program.run({"automation", "list"}).out,
             "ID  NAME       STEPS\na   Hand over  suggestReply, createSalesforceLead\n"
             "b   Empty      -\n");
+  EXPECT_NE(
+      program.run({"config", "check"})
+          .err.find("warning: customAutomations[0].steps[1]: creates no lead: it needs a sign-in: "
+                    "\"halcyra-cli signin salesforce --connection " +
+                    c.salesforce + "\"\n"),
+      std::string::npos);
   const auto removed = program.run({"connection", "remove", c.salesforce});
   EXPECT_EQ(removed.out, "removed " + c.salesforce + " (Salesforce)\n");
   EXPECT_EQ(removed.err,

@@ -89,6 +89,7 @@ TEST_F(Leads, ASalesforceSignInLeadsToALead) {
   const std::vector<std::string> signIn = {"signin", "salesforce", "--connection", connection};
   ChildProcess program(home.command(signIn));
   const std::string address = printedAddress(program);
+  ASSERT_TRUE(address.starts_with("http://127.0.0.1:")) << program.errors();
   EXPECT_NE(opened(address).find("api refresh_token"), std::string::npos);
   opened(address + "&decision=allow");
   const auto ending = program.wait(20s);
@@ -122,7 +123,9 @@ TEST_F(Leads, ASignInWithoutAProperInstanceStoresNothing) {
   for (const auto& [instance, told] : cases) {
     salesforce.nameInstance(instance);
     ChildProcess program(home.command({"signin", "salesforce", "--connection", connection}));
-    opened(printedAddress(program) + "&decision=allow");
+    const std::string address = printedAddress(program);
+    ASSERT_TRUE(address.starts_with("http://127.0.0.1:")) << program.errors();
+    opened(address + "&decision=allow");
     const auto ending = program.wait(20s);
     ASSERT_TRUE(ending);
     EXPECT_EQ(ending->status, 1);

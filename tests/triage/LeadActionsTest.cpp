@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LeadWorld.h"
+#include "support/LeadWorld.h"
 #include "support/ModelDouble.h"
 #include "support/RecordingLog.h"
 #include "support/RunTask.h"

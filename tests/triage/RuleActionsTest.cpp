@@ -1,7 +1,7 @@
 #include "triage/MailRuleActions.h"
 
-#include "LeadWorld.h"
 #include "PipelineHarness.h"
+#include "support/LeadWorld.h"
 #include "support/SubmissionDouble.h"
 
 namespace halcyra {
