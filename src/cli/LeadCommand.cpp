@@ -26,65 +26,60 @@ struct LeadOptions {
   bool dryRun = false;
 };
 
-/// Where the lead goes.
+/// Where the lead goes; to both where only its payloads are shown.
 struct Destination {
-  bool isDynamics = false;
+  bool toDynamics = true;
+  bool toSalesforce = true;
   std::optional<CRMConnectionProfile> connection;
-  /// Of the mailbox that the mail came to, without a connection.
+  /// The mailbox that the mail came to, where it is named.
   MailAccount account;
 };
 
-void requireOneDestination(const LeadOptions& options) {
-  const int named = int{options.dynamics} + int{options.salesforce};
-  if (named > 1 || (named == 1 && !options.connection.empty())) {
+Destination destinationOf(const LeadOptions& options, const AppConfig& config) {
+  if (int{options.dynamics} + int{options.salesforce} + int{!options.connection.empty()} > 1) {
     throw UsageError("name one of --connection, --dynamics and --salesforce");
   }
-  if (named == 0 && options.connection.empty()) {
+  Destination destination;
+  if (!options.mailbox.empty()) destination.account = mailboxWithId(config, options.mailbox);
+  if (!options.connection.empty()) {
+    destination.connection = connectionWithId(config, options.connection);
+    destination.toDynamics = destination.connection->kind == CRMConnectionKind::dynamics365;
+    destination.toSalesforce = !destination.toDynamics;
+  } else if (options.dynamics || options.salesforce) {
+    destination.toDynamics = options.dynamics;
+    destination.toSalesforce = options.salesforce;
+  }
+  return destination;
+}
+
+void requireOne(const Destination& destination) {
+  if (destination.toDynamics && destination.toSalesforce) {
     throw UsageError(
         "say where the lead goes: --connection ID (\"halcyra-cli connection list\" shows them), "
         "--dynamics --mailbox ID, or --salesforce; --dry-run only shows it");
   }
-  if (options.dynamics && options.mailbox.empty()) {
+  if (destination.toDynamics && !destination.connection && destination.account.id.empty()) {
     throw UsageError("--dynamics needs --mailbox, the Outlook mailbox whose sign-in is used");
   }
-}
-
-Destination destinationOf(const LeadOptions& options, const AppConfig& config) {
-  requireOneDestination(options);
-  Destination destination;
-  destination.isDynamics = options.dynamics;
-  if (!options.mailbox.empty()) destination.account = mailboxWithId(config, options.mailbox);
-  if (!options.connection.empty()) {
-    destination.connection = connectionWithId(config, options.connection);
-    destination.isDynamics = destination.connection->kind == CRMConnectionKind::dynamics365;
-  }
-  return destination;
 }
 
 std::optional<std::string> obstacleOf(const Destination& destination, const AppConfig& config,
                                       const LeadWays& ways) {
   if (destination.connection) return connectionObstacle(config, ways, *destination.connection);
-  if (!destination.isDynamics) return salesforceObstacle(ways, "");
+  if (destination.toSalesforce) return salesforceObstacle(ways, "");
   return dynamicsObstacle(config, ways, destination.account.id, config.dataverseEnvironmentURL);
 }
 
-// What each CRM would get; of both, unless one is chosen.
-std::string payloadsText(const LeadOptions& options, const AppConfig& config,
-                         const DynamicsLeadFields& fields, const ParsedMail& mail) {
-  bool both = !options.dynamics && !options.salesforce;
-  bool isDynamics = options.dynamics;
-  if (!options.connection.empty()) {
-    isDynamics =
-        connectionWithId(config, options.connection).kind == CRMConnectionKind::dynamics365;
-    both = false;
-  }
+// What each CRM would get.
+std::string payloadsText(const Destination& destination, const DynamicsLeadFields& fields,
+                         const ParsedMail& mail) {
   constexpr auto replaceIllFormed = LeadPayload::error_handler_t::replace;
   std::string text;
-  if (both || isDynamics) {
+  if (destination.toDynamics) {
     text += "--- Dynamics 365: POST /api/data/v9.2/leads ---\n" +
             dynamicsLeadPayload(fields, mail).dump(2, ' ', false, replaceIllFormed) + "\n";
   }
-  if (both || !isDynamics) {
+  if (destination.toSalesforce) {
     text += "--- Salesforce: POST /services/data/v59.0/sobjects/Lead/ ---\n" +
             salesforceLeadPayload(fields, mail).dump(2, ' ', false, replaceIllFormed) + "\n";
   }
@@ -92,10 +87,10 @@ std::string payloadsText(const LeadOptions& options, const AppConfig& config,
 }
 
 Task<int> showPayloads(Session& session, LeadActions& leads, SharedIncomingMail incoming,
-                       LeadOptions options, std::string llmAPIKey) {
+                       Destination destination, std::string llmAPIKey) {
   Task<DynamicsLeadFields> reading = leads.leadFields(incoming, std::move(llmAPIKey));
   const DynamicsLeadFields fields = co_await std::move(reading);
-  session.out << payloadsText(options, incoming->config, fields, incoming->mail);
+  session.out << payloadsText(destination, fields, incoming->mail);
   co_return 0;
 }
 
@@ -104,7 +99,7 @@ Task<int> create(Session& session, LeadActions& leads, SharedIncomingMail incomi
   Task<DynamicsLeadFields> reading = leads.leadFields(incoming, std::move(llmAPIKey));
   DynamicsLeadFields fields = co_await std::move(reading);
   Task<bool> creating =
-      destination.isDynamics
+      destination.toDynamics
           ? leads.createDynamicsLead(incoming, std::move(fields), destination.connection)
           : leads.createSalesforceLead(incoming, std::move(fields), destination.connection);
   const bool created = co_await std::move(creating);
@@ -114,9 +109,9 @@ Task<int> create(Session& session, LeadActions& leads, SharedIncomingMail incomi
 
 int lead(const LeadOptions& options, Session& session) {
   const AppConfig config = openConfig(session).config();
-  Destination destination;
+  Destination destination = destinationOf(options, config);
   if (!options.dryRun) {
-    destination = destinationOf(options, config);
+    requireOne(destination);
     if (const auto obstacle = obstacleOf(destination, config, leadWays(session, config))) {
       throw std::runtime_error("no lead can be created there: it " + *obstacle);
     }
@@ -129,8 +124,9 @@ int lead(const LeadOptions& options, Session& session) {
   JournalLog log(STDERR_FILENO);
   LeadActions leads(session.app.providers(log).crm(), session.app.http(), log);
   return session.app.run(
-      options.dryRun ? showPayloads(session, leads, incoming, options, std::move(key))
-                     : create(session, leads, incoming, std::move(destination), std::move(key)));
+      options.dryRun
+          ? showPayloads(session, leads, incoming, std::move(destination), std::move(key))
+          : create(session, leads, incoming, std::move(destination), std::move(key)));
 }
 
 }  // namespace

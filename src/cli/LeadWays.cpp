@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <exception>
 
-#include "cli/Mailboxes.h"
-#include "cli/Messages.h"
 #include "crm/SalesforceCredentialStore.h"
 #include "crm/SalesforceOAuthClient.h"
 #include "signin/DataverseEnvironment.h"
@@ -91,11 +89,11 @@ Obstacle stepObstacle(const AppConfig& config, const LeadWays& ways, const std::
 LeadWays leadWays(Session& session, const AppConfig& config) {
   return {
       .hasMicrosoftClientId =
-          [&] { return !openSecrets(session).resolvedMicrosoftClientId(config).empty(); },
-      .hasSalesforceClientId = [&] { return !salesforceClientId(openSecrets(session)).empty(); },
+          [&] { return !session.app.secrets().resolvedMicrosoftClientId(config).empty(); },
+      .hasSalesforceClientId = [&] { return !salesforceClientId(session.app.secrets()).empty(); },
       .isMailboxSignedIn =
           [&](const std::string& id) {
-            return openSecrets(session)
+            return session.app.secrets()
                 .storage()
                 .readSecret(secretKey::oauthCredential(id))
                 .has_value();
@@ -103,7 +101,7 @@ LeadWays leadWays(Session& session, const AppConfig& config) {
       .isSalesforceSignedIn =
           [&](const std::string& id) {
             try {
-              return SalesforceCredentialStore(openSecrets(session))
+              return SalesforceCredentialStore(session.app.secrets())
                   .loadSalesforceCredential(id)
                   .has_value();
             } catch (const std::exception&) {
