@@ -264,6 +264,7 @@ const OverrideCase overrides[] = {
     {MailRuleAction::salesforceCreateLead,
      [](auto& h) {
        h.crm.signInSalesforce("");
+       h.crm.onRequest = [&h] { EXPECT_TRUE(h.actions.isSending()); };
        h.crm.http.answer(201, "");
      },
      "",
