@@ -37,7 +37,7 @@ std::string actionText(const json& event) {
   const std::string action = text(event, "action");
   if (action == "Do nothing") return "filed, nothing to do";
   if (action == "Forward and notify me") return "forwarded to bookkeeping";
-  if (action == "Run custom automation") return "forwarded to sales, reply suggested";
+  if (action == "Run custom automation") return "lead in both CRMs, reply suggested";
   return "reply suggested";
 }
 
@@ -153,13 +153,16 @@ void watchTheProgram(const ProgramHome& home, std::vector<DemoRow>& rows) {
 }
 
 // Every message of today with a decision and marked, yesterday's untouched, every forward and
-// every answer out once.
-bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t sent) {
+// every answer out once, every lead in both CRMs.
+bool everythingAsPromised(const std::vector<DemoRow>& rows, std::size_t sent, std::size_t leads) {
   std::size_t promised = 0;
+  std::size_t promisedLeads = 0;
   for (const DemoRow& row : rows) {
     promised += std::size_t{row.answering} + (row.decision.starts_with("forwarded") ? 1 : 0);
+    promisedLeads += row.decision.starts_with("lead in both") ? 2 : 0;
   }
-  return sent == promised && std::ranges::all_of(rows, [](const DemoRow& row) {
+  return sent == promised && leads == promisedLeads &&
+         std::ranges::all_of(rows, [](const DemoRow& row) {
            if (!row.isOfToday) return !row.seen;
            return !row.decidedBy.empty() && row.seen && row.answering == row.answered;
          });
@@ -172,6 +175,9 @@ void introduce(const DemoOffice& office, const DemoModel& model, std::size_t mes
             << "  Gmail and Outlook: stand-ins on 127.0.0.1:"
             << office.providers.googleServer.port()
             << " and 127.0.0.1:" << office.providers.microsoftServer.port() << ".\n"
+            << "  Dynamics 365 and Salesforce: stand-ins on 127.0.0.1:"
+            << office.providers.dataverseServer.port()
+            << " and 127.0.0.1:" << office.providers.salesforceServer.port() << ".\n"
             << "  Model: " << model.description() << ".\n"
             << std::flush;
 }
@@ -206,11 +212,12 @@ int runDemo() {
   readBack(office, rows);
   const std::vector<SubmittedMessage> submitted = office.submission.received();
   const std::vector<ProviderSent> provided = sentThroughProviders(office);
+  const std::vector<DemoLead> leads = leadsOf(office);
 
-  std::cout << demoReport(office.mailboxes(), rows, thisScreen())
+  std::cout << demoReport(office.mailboxes(), rows, thisScreen()) << leadReport(leads, thisScreen())
             << submissionReport(submitted, thisScreen()) << providerReport(provided, thisScreen());
   sumUp(rows, took);
-  if (!everythingAsPromised(rows, submitted.size() + provided.size())) {
+  if (!everythingAsPromised(rows, submitted.size() + provided.size(), leads.size())) {
     std::cerr << "\nhalcyra-demo: not every message ended as it should; run "
                  "“build/release/halcyra-cli monitor --once” on a mailbox of your own to see the "
                  "log, or ./test e2e\n";

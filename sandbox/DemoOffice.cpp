@@ -146,6 +146,22 @@ void readBack(const DemoOffice& office, std::vector<DemoRow>& rows) {
   }
 }
 
+std::vector<DemoLead> leadsOf(const DemoOffice& office) {
+  std::vector<DemoLead> leads;
+  const auto add = [&](const char* crm, const char* id, const std::vector<json>& records) {
+    for (const json& record : records) {
+      DemoLead lead{crm, record.at(id), {}};
+      for (const auto& [key, value] : record.items()) {
+        if (key != id) lead.fields.emplace_back(key, value.get<std::string>());
+      }
+      leads.push_back(std::move(lead));
+    }
+  };
+  add("Dynamics 365", "leadid", office.providers.dataverse.leads());
+  add("Salesforce", "id", office.providers.salesforce.leads());
+  return leads;
+}
+
 std::vector<ProviderSent> sentThroughProviders(const DemoOffice& office) {
   std::vector<ProviderSent> sent;
   for (const std::string& raw : office.providers.google.sentMail()) {

@@ -204,6 +204,26 @@ std::string submissionReport(const std::vector<SubmittedMessage>& messages, cons
   return out.str();
 }
 
+std::string leadReport(const std::vector<DemoLead>& leads, const Screen& screen) {
+  const Painter paint(screen.colours);
+  const std::string left(margin, ' ');
+  const std::size_t width = std::min<std::size_t>(screen.width, 90) - margin - 2;
+  std::ostringstream out;
+  out << "\n" << left << paint.bold("Leads that the CRMs hold now") << "\n";
+  for (const DemoLead& lead : leads) {
+    std::size_t widest = 0;
+    for (const auto& [key, value] : lead.fields) widest = std::max(widest, key.size());
+    out << "\n" << left << lead.crm << paint.faint(" · " + lead.id) << "\n";
+    for (const auto& [key, value] : lead.fields) {
+      const std::string text = plain(value);
+      const std::size_t room = width - widest - gap;
+      out << left << paint.faint("│ " + fitted(key, widest + gap))
+          << (columnsOf(text) > room ? fitted(text, room) : text) << "\n";
+    }
+  }
+  return out.str();
+}
+
 std::string providerReport(const std::vector<ProviderSent>& messages, const Screen& screen) {
   const Painter paint(screen.colours);
   const std::string left(margin, ' ');

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sandbox/SubmissionServer.h"
@@ -47,6 +48,14 @@ struct ProviderSent {
   std::string subject;
 };
 
+/// A lead in a CRM.
+struct DemoLead {
+  std::string crm;
+  std::string id;
+  /// As they were sent.
+  std::vector<std::pair<std::string, std::string>> fields;
+};
+
 /// Where the report is shown.
 struct Screen {
   std::size_t width = 100;
@@ -59,6 +68,9 @@ Screen thisScreen();
 /// The table of all messages by mailbox, then the suggested replies.
 std::string demoReport(const std::vector<DemoMailbox>& mailboxes, const std::vector<DemoRow>& rows,
                        const Screen& screen);
+
+/// What the CRMs hold, long fields shortened.
+std::string leadReport(const std::vector<DemoLead>& leads, const Screen& screen);
 
 /// What left through the providers themselves.
 std::string providerReport(const std::vector<ProviderSent>& messages, const Screen& screen);

@@ -10,6 +10,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr const char* environment = DataverseStandIn::environment;
+
 std::string variable(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";
@@ -34,10 +36,11 @@ void addRules(ProgramHome& home) {
   rules.back()["mailboxTagName"] = "Sales";
   home.settings["customAutomations"] = {
       {{"id", "demo-sales"},
-       {"displayName", "Hand over to sales"},
+       {"displayName", "Open a lead and answer"},
        {"steps",
-        {{{"id", "step-1"}, {"kind", "forwardSilently"}, {"forwardTo", DemoOffice::sales}},
-         {{"id", "step-2"}, {"kind", "suggestReply"}}}}}};
+        {{{"id", "1"}, {"kind", "createDynamicsLead"}, {"connectionId", "demo-dynamics"}},
+         {{"id", "2"}, {"kind", "createSalesforceLead"}, {"connectionId", "demo-salesforce"}},
+         {{"id", "3"}, {"kind", "suggestReply"}}}}}};
   home.addRule(ruleId(3), "Invoices",
                "Invoices, bills, receipts and payment reminders (facture; Rechnung, Mahnung).",
                "forwardAndNotify");
@@ -49,6 +52,15 @@ void addRules(ProgramHome& home) {
                "notifyWithSuggestion");
   home.addRule(ruleId(5), "Other", "Use when none of the other rules clearly apply.",
                "notifyWithSuggestion", true);
+}
+
+void storeSignIns(const ProgramHome& home, DemoOffice& office) {
+  ProviderServers& providers = office.providers;
+  home.storeCredential("gmail", providers.google.signIn());
+  home.storeCredential("outlook", providers.microsoft.signIn(), TokenIssuer::lifetime,
+                       {{environment, providers.microsoft.signInTo(environment)}});
+  home.storeSalesforceCredential("demo-salesforce", providers.salesforce.signIn(),
+                                 providers.salesforceServer.baseURL());
 }
 
 }  // namespace
@@ -81,6 +93,8 @@ void configure(ProgramHome& home, DemoOffice& office, const DemoModel& model) {
   home.addGraphMailbox("outlook", DemoOffice::outlookUser);
   home.useProviders(office.providers.access());
   addRules(home);
+  home.addDynamicsConnection("demo-dynamics", "outlook", environment);
+  home.addSalesforceConnection("demo-salesforce");
   home.settings["prefilterSkippedMailboxTag"] = "Bulk";
   home.settings["smtpHost"] = "127.0.0.1";
   home.settings["smtpPort"] = office.submission.port();
@@ -91,8 +105,7 @@ void configure(ProgramHome& home, DemoOffice& office, const DemoModel& model) {
   home.save();
   home.storeSecret("imap.password", DemoOffice::password);
   home.storeSecret("smtp.password", DemoOffice::password);
-  home.storeCredential("gmail", office.providers.google.signIn());
-  home.storeCredential("outlook", office.providers.microsoft.signIn());
+  storeSignIns(home, office);
   if (!model.key().empty()) home.storeSecret("llm.apiKey", model.key());
 }
 

@@ -40,7 +40,6 @@ struct DemoOffice {
   static constexpr const char* gmailUser = "robin.alder@gmail.example";
   static constexpr const char* outlookUser = "robin@alder-tools.example.net";
   static constexpr const char* bookkeeping = "bookkeeping@alder-tools.example.com";
-  static constexpr const char* sales = "sales@alder-tools.example.com";
   /// Suggestions of this rule are answered in the demo.
   static constexpr const char* answeredRule = "Support";
 
@@ -57,6 +56,9 @@ std::vector<DemoRow> deliverSamples(DemoOffice& office);
 
 /// Fills in what the servers hold of each message now.
 void readBack(const DemoOffice& office, std::vector<DemoRow>& rows);
+
+/// The leads that the CRMs hold now.
+std::vector<DemoLead> leadsOf(const DemoOffice& office);
 
 /// What left through Gmail and Graph.
 std::vector<ProviderSent> sentThroughProviders(const DemoOffice& office);

@@ -141,6 +141,17 @@ IssuedTokens MicrosoftStandIn::signIn() {
   return tokens_.issueTokens({account_.clientId, "", "", scopes, true});
 }
 
+IssuedTokens MicrosoftStandIn::signInTo(const std::string& environment) {
+  const std::lock_guard guard(lock_);
+  return tokens_.issueTokens({account_.clientId, "", "", environment + "/.default", false});
+}
+
+std::optional<std::string> MicrosoftStandIn::scopeOfToken(const std::string& accessToken) const {
+  const std::lock_guard guard(lock_);
+  if (tokens_.standing(accessToken) != TokenIssuer::Standing::valid) return std::nullopt;
+  return tokens_.scopeOf(accessToken);
+}
+
 void MicrosoftStandIn::expireTokens() {
   const std::lock_guard guard(lock_);
   tokens_.expireAccessTokens();

@@ -53,6 +53,10 @@ class MicrosoftStandIn {
 
   /// Tokens with all scopes, without a browser.
   IssuedTokens signIn();
+  /// The scope of an access token that is in force, or nothing.
+  std::optional<std::string> scopeOfToken(const std::string& accessToken) const;
+  /// The same for a Dataverse environment.
+  IssuedTokens signInTo(const std::string& environment);
   void expireTokens();
   void revokeTokens();
   void withholdRefreshTokens();

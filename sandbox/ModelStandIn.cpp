@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "sandbox/JsonAnswer.h"
+#include "sandbox/LeadReading.h"
 #include "sandbox/PromptReader.h"
 #include "sandbox/RuleChoice.h"
 #include "sandbox/Words.h"
@@ -40,6 +41,7 @@ std::string stockReply(const AskedMail& mail) {
 std::string replyTo(const std::string& system, const std::string& user) {
   const std::vector<OfferedRule> rules = offeredRules(system);
   const AskedMail mail = askedMail(user);
+  if (system.find("CRM lead fields") != system.npos) return jsonText(leadFieldsIn(user));
   if (rules.empty() && system.find("reply to email") != system.npos) return stockReply(mail);
   if (rules.empty()) {
     return "This is the sandbox stand-in, not a real model. A real model would answer here.";

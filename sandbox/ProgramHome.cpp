@@ -14,7 +14,7 @@ constexpr const char* defaultSettings = R"({
   "mailAccounts": [],
   "imapHost": "", "imapPort": 993, "imapUseTLS": true, "imapUsername": "", "imapMailbox": "INBOX",
   "smtpHost": "", "smtpPort": 587, "smtpUseTLS": true, "smtpUseStartTLS": true, "smtpUsername": "",
-  "rules": [],
+  "rules": [], "crmConnectionProfiles": [],
   "llmBaseURL": "http://127.0.0.1:1/v1", "llmModel": "stand-in", "llmTemperature": 0.2,
   "llmMaxBodyChars": 12000,
   "classificationSystemPrompt": "",
@@ -80,10 +80,32 @@ void ProgramHome::useProviders(const ProviderAccess& access) {
          {"googleAccounts", access.googleURL},
          {"googleToken", access.googleURL},
          {"microsoftLogin", access.microsoftURL},
-         {"graph", access.microsoftURL}});
+         {"graph", access.microsoftURL},
+         {"dataverse", access.dataverseURL},
+         {"salesforceLogin", access.salesforceURL}});
   write("HALCYRA_INFO", "Info.json",
         {{"HalcyraGoogleOAuthClientId", access.googleClientId},
-         {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId}});
+         {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId},
+         {"HalcyraSalesforceOAuthClientId", access.salesforceClientId}});
+}
+
+void ProgramHome::addConnection(const std::string& id, const char* kind, const std::string& mailbox,
+                                const std::string& environmentURL) {
+  settings["crmConnectionProfiles"].push_back({{"id", id},
+                                               {"displayName", id},
+                                               {"kind", kind},
+                                               {"microsoftMailAccountId", mailbox},
+                                               {"dataverseEnvironmentURL", environmentURL},
+                                               {"salesforceLoginHost", ""}});
+}
+
+void ProgramHome::addDynamicsConnection(const std::string& id, const std::string& mailbox,
+                                        const std::string& environmentURL) {
+  addConnection(id, "dynamics365", mailbox, environmentURL);
+}
+
+void ProgramHome::addSalesforceConnection(const std::string& id) {
+  addConnection(id, "salesforce", "", "");
 }
 
 void ProgramHome::addRule(const std::string& id, const std::string& name,
@@ -111,14 +133,29 @@ void ProgramHome::storeSecret(const std::string& key, const std::string& value) 
 }
 
 void ProgramHome::storeCredential(const std::string& mailbox, const IssuedTokens& tokens,
-                                  std::chrono::seconds lifetime) const {
+                                  std::chrono::seconds lifetime,
+                                  const std::map<std::string, IssuedTokens>& dataverse) const {
   // Stored dates count seconds from 2001-01-01 UTC.
   constexpr std::chrono::sys_days start = std::chrono::year(2001) / 1 / 1;
-  const auto expiry = std::chrono::system_clock::now() + lifetime - start;
-  json credential = {{"accessToken", tokens.accessToken},
-                     {"expiresAt", std::chrono::duration<double>(expiry).count()}};
+  const auto since = std::chrono::system_clock::now() + lifetime - start;
+  const double expiry = std::chrono::duration<double>(since).count();
+  json credential = {{"accessToken", tokens.accessToken}, {"expiresAt", expiry}};
   if (tokens.refreshToken) credential["refreshToken"] = *tokens.refreshToken;
+  for (const auto& [environmentURL, issued] : dataverse) {
+    credential["dataverseByEnvironment"][environmentURL] = {{"accessToken", issued.accessToken},
+                                                            {"expiresAt", expiry}};
+  }
   storeSecret("oauth.credential." + mailbox, credential.dump());
+}
+
+void ProgramHome::storeSalesforceCredential(const std::string& connection,
+                                            const IssuedTokens& tokens,
+                                            const std::string& instanceURL) const {
+  json credential = {{"accessToken", tokens.accessToken},
+                     {"loginHost", "https://login.salesforce.com"},
+                     {"instanceURL", instanceURL}};
+  if (tokens.refreshToken) credential["refreshToken"] = *tokens.refreshToken;
+  storeSecret("oauth.salesforce." + connection, credential.dump());
 }
 
 Command ProgramHome::command(std::vector<std::string> arguments) const {

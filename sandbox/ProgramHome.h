@@ -23,12 +23,16 @@ struct IMAPMailbox {
   std::string user;
 };
 
-/// The services of Google and Microsoft that a home's programs use in place of the real ones.
+/// The services of Google, Microsoft and Salesforce that a home's programs use in place of the real
+/// ones.
 struct ProviderAccess {
   std::string googleURL;
   std::string googleClientId;
   std::string microsoftURL;
   std::string microsoftClientId;
+  std::string dataverseURL;
+  std::string salesforceURL;
+  std::string salesforceClientId;
 };
 
 /// A home of its own for one halcyra-cli: settings, memory of handled messages and secrets in a
@@ -48,6 +52,11 @@ class ProgramHome {
   /// Writes the files with the services' addresses and the client ids, and names them in the
   /// environment.
   void useProviders(const ProviderAccess& access);
+  /// Connections to CRMs: a Dataverse environment by the sign-in of a Graph mailbox, and
+  /// Salesforce.
+  void addDynamicsConnection(const std::string& id, const std::string& mailbox,
+                             const std::string& environmentURL);
+  void addSalesforceConnection(const std::string& id);
   void addRule(const std::string& id, const std::string& name, const std::string& criteria,
                const std::string& action, bool isCatchAll = false);
 
@@ -57,9 +66,16 @@ class ProgramHome {
   /// Stores a secret through the program itself. Throws std::runtime_error when that fails.
   void storeSecret(const std::string& key, const std::string& value) const;
 
-  /// Stores what a sign-in of the mailbox would have left. Throws like storeSecret.
+  /// Stores what a sign-in of the mailbox would have left, with the tokens for Dataverse
+  /// environments that it was used for. Throws like storeSecret.
   void storeCredential(const std::string& mailbox, const IssuedTokens& tokens,
-                       std::chrono::seconds lifetime = TokenIssuer::lifetime) const;
+                       std::chrono::seconds lifetime = TokenIssuer::lifetime,
+                       const std::map<std::string, IssuedTokens>& dataverse = {}) const;
+
+  /// The same for a Salesforce sign-in of a CRM connection. The stand-in's instance is its own
+  /// address.
+  void storeSalesforceCredential(const std::string& connection, const IssuedTokens& tokens,
+                                 const std::string& instanceURL) const;
 
   /// A command line of the program within this home.
   Command command(std::vector<std::string> arguments) const;
@@ -73,6 +89,8 @@ class ProgramHome {
   std::map<std::string, std::string> environment;
 
  private:
+  void addConnection(const std::string& id, const char* kind, const std::string& mailbox,
+                     const std::string& environmentURL);
   void addProviderMailbox(const std::string& id, const std::string& label, const char* type);
 
   TemporaryFolder folder_;

@@ -1,5 +1,5 @@
-// Gmail and Outlook for a person who wants to click through a sign-in: the stand-ins with a few
-// messages, and settings of their own for halcyra-cli.
+// Gmail, Outlook, Dynamics and Salesforce for a person who wants to click through a sign-in: the
+// stand-ins with a few messages, and settings of their own for halcyra-cli.
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -31,7 +31,10 @@ void tellHowToUse(const ProgramHome& home, const std::string& program) {
   }
   std::cout << "  " << program << " signin google --mailbox gmail\n"
             << "  " << program << " signin microsoft --mailbox outlook\n"
-            << "  " << program << " mailbox test\n\nCtrl-C ends the stand-ins and removes these "
+            << "  " << program << " signin salesforce --connection salesforce\n"
+            << "  " << program << " mailbox test\n"
+            << "  " << program << " lead --connection dynamics " << sampleFiles().at(5).string()
+            << "\n\nCtrl-C ends the stand-ins and removes these "
             << "settings.\n"
             << std::flush;
 }
@@ -48,6 +51,8 @@ void serveUntilSignal() {
   home.addGmailMailbox("gmail", "Gmail");
   home.addGraphMailbox("outlook", "Outlook");
   home.useProviders(providers.access());
+  home.addDynamicsConnection("dynamics", "outlook", DataverseStandIn::environment);
+  home.addSalesforceConnection("salesforce");
   home.save();
   tellHowToUse(home, program.string());
   context.run();

@@ -11,6 +11,7 @@
 #include "config/ProcessedMessageStore.h"
 #include "platform/Notifications.h"
 #include "signin/OAuthCredentialStore.h"
+#include "triage/LeadActions.h"
 #include "triage/MailRuleActions.h"
 #include "triage/MailSender.h"
 #include "triage/MailSyncWorker.h"
@@ -27,6 +28,7 @@ struct AppServices {
   Notifications& notifications;
   /// None where all mailboxes are IMAP.
   ProviderMail* providers = nullptr;
+  CRMClients crm;
   /// The sign-ins of these mailboxes; none where all mailboxes are IMAP.
   OAuthCredentialStore* credentials = nullptr;
   SuggestionPresenter& presenter;
@@ -65,8 +67,8 @@ class AppState {
   /// Ends when no notification is on its way, of a forward or of an answered suggestion.
   Task<void> noticesPosted() { return actions_.noticesPosted(); }
 
-  /// Is mail on its way out, so that the program should not end now?
-  bool isSendingMail() const { return actions_.isSending(); }
+  /// Is mail or a lead on its way out, so that the program should not end now?
+  bool isSending() const { return actions_.isSending(); }
 
   /// One pass over each monitored mailbox. False when one could not be listed.
   Task<bool> runOnce(PassObserver passEnded, std::stop_token stop);
@@ -80,6 +82,7 @@ class AppState {
 
   AppServices services_;
   MailSender sender_;
+  LeadActions leads_;
   MailRuleActions actions_;
   std::shared_ptr<MessagesUnderWay> underWay_ = std::make_shared<MessagesUnderWay>();
   std::shared_ptr<MailSyncWorker> worker_;

@@ -68,8 +68,8 @@ class Composition {
   /// Threads that may wait. Work there ends before the composition does.
   Executor blockingExecutor();
   HttpClient& http();
-  /// Google and Microsoft. Made once, logging to `log`, which outlives their use. Throws as
-  /// `secrets` and `readEndpoints`.
+  /// Google, Microsoft and Salesforce. Made once, logging to `log`, which outlives their use.
+  /// Throws as `secrets` and `readEndpoints`.
   Providers& providers(Log& log);
   Notifications& notifications();
   /// Throws when the settings folder or the choice of a keychain is unclear.

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/asio/ip/address.hpp>
-#include <charconv>
 #include <cstdlib>
 #include <utility>
 
 #include "config/BuildInfo.h"
-#include "text/Case.h"
+#include "platform/LoopbackURL.h"
 #include "text/Json.h"
 
 namespace halcyra {
@@ -28,50 +26,15 @@ path baseFolder(const Variables& variables, const std::string& name, const char*
   return path(*home) / belowHome;
 }
 
-constexpr std::array<std::pair<std::string_view, std::string Endpoints::*>, 5> endpointKeys = {{
+constexpr std::array<std::pair<std::string_view, std::string Endpoints::*>, 7> endpointKeys = {{
     {"google", &Endpoints::google},
     {"googleAccounts", &Endpoints::googleAccounts},
     {"googleToken", &Endpoints::googleToken},
     {"microsoftLogin", &Endpoints::microsoftLogin},
     {"graph", &Endpoints::graph},
+    {"salesforceLogin", &Endpoints::salesforceLogin},
+    {"dataverse", &Endpoints::dataverse},
 }};
-
-bool isLoopbackHost(std::string_view host) {
-  if (equalsIgnoringAsciiCase(host, "localhost")) return true;
-  const bool inBrackets = host.starts_with('[') && host.ends_with(']');
-  if (inBrackets) host = host.substr(1, host.size() - 2);
-  boost::system::error_code malformed;
-  const auto address = boost::asio::ip::make_address(std::string(host), malformed);
-  return !malformed && address.is_loopback() && address.is_v6() == inBrackets;
-}
-
-bool isPort(std::string_view text) {
-  unsigned port = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size() && port > 0 && port <= 65535;
-}
-
-bool isPlainPath(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    return (asciiLower(c) >= 'a' && asciiLower(c) <= 'z') || (c >= '0' && c <= '9') ||
-           std::string_view("/-._~").find(c) != std::string_view::npos;
-  });
-}
-
-// Strict on purpose: "http://localhost:80@example.org" is another machine to an HTTP client.
-bool isLoopbackURL(std::string_view url) {
-  const std::string_view scheme = url.starts_with("https://") ? "https://" : "http://";
-  if (!url.starts_with(scheme)) return false;
-  url.remove_prefix(scheme.size());
-  const std::size_t pathStart = std::min(url.find('/'), url.size());
-  std::string_view host = url.substr(0, pathStart);
-  const std::size_t colon = host.rfind(':');
-  if (colon != host.npos && !host.ends_with(']')) {
-    if (!isPort(host.substr(colon + 1))) return false;
-    host = host.substr(0, colon);
-  }
-  return isLoopbackHost(host) && isPlainPath(url.substr(pathStart));
-}
 
 void setEndpoint(Endpoints& endpoints, const std::string& key, const nlohmann::json& value,
                  const std::string& file) {
@@ -79,7 +42,7 @@ void setEndpoint(Endpoints& endpoints, const std::string& key, const nlohmann::j
                                   [&](const auto& entry) { return entry.first == key; });
   if (known == endpointKeys.end()) {
     throw EnvironmentError(file + ": \"" + key + "\" is not one of google, googleAccounts, " +
-                           "googleToken, microsoftLogin, graph");
+                           "googleToken, microsoftLogin, graph, salesforceLogin, dataverse");
   }
   if (!value.is_string() || !isLoopbackURL(value.get_ref<const std::string&>())) {
     throw EnvironmentError(file + ": " + key + " must be an http or https address on this " +

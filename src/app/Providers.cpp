@@ -3,7 +3,8 @@
 namespace halcyra {
 
 Providers::Providers(ProviderServices services)
-    : credentials_(services.secrets),
+    : secrets_(services.secrets),
+      credentials_(services.secrets),
       googleOAuth_(services.http, services.clock, services.endpoints,
                    services.secrets.buildSetting("HalcyraGoogleOAuthClientSecret")),
       microsoftOAuth_(services.http, services.clock, services.endpoints),
@@ -18,6 +19,17 @@ Providers::Providers(ProviderServices services)
       gmail_(services.http, services.clock, labels_, services.endpoints),
       graph_(services.http, services.clock, services.log, services.endpoints),
       mail_({tokens_, gmail_, graph_}),
-      sync_{{tokens_, gmail_, graph_}, mail_, services.processed} {}
+      sync_{{tokens_, gmail_, graph_}, mail_, services.processed},
+      dataverse_(services.http, services.endpoints),
+      salesforceCredentials_(services.secrets),
+      salesforceOAuth_(services.http, services.clock, services.endpoints,
+                       services.secrets.buildSetting("HalcyraSalesforceOAuthClientSecret")),
+      salesforceSessions_(services.secrets, salesforceCredentials_, salesforceOAuth_,
+                          services.clock, services.blocking),
+      salesforceLeads_(services.http),
+      salesforceSignIn_({.browser = browser_,
+                         .credentials = salesforceCredentials_,
+                         .secrets = services.secrets,
+                         .client = salesforceOAuth_}) {}
 
 }  // namespace halcyra

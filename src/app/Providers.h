@@ -1,6 +1,10 @@
 #pragma once
 
 #include "config/KeychainHelper.h"
+#include "crm/DataverseClient.h"
+#include "crm/SalesforceLeads.h"
+#include "crm/SalesforceSessions.h"
+#include "crm/SalesforceSignIn.h"
 #include "mail/GmailAPIClient.h"
 #include "mail/GmailLabelCache.h"
 #include "mail/GraphMailClient.h"
@@ -12,12 +16,13 @@
 #include "platform/LoopbackListener.h"
 #include "signin/AccessTokens.h"
 #include "signin/MailboxSignIn.h"
+#include "triage/LeadActions.h"
 #include "triage/MailboxPass.h"
 #include "triage/ProviderMailbox.h"
 
 namespace halcyra {
 
-/// What Google and Microsoft are reached with. All of it outlives the providers.
+/// What Google, Microsoft and Salesforce are reached with. All of it outlives the providers.
 struct ProviderServices {
   HttpClient& http;
   Clock& clock;
@@ -30,7 +35,7 @@ struct ProviderServices {
   Endpoints endpoints;
 };
 
-/// The clients of Google and Microsoft, connected once.
+/// The clients of Google, Microsoft and Salesforce, connected once.
 class Providers {
  public:
   explicit Providers(ProviderServices services);
@@ -42,8 +47,14 @@ class Providers {
   GraphMailClient& graph() { return graph_; }
   ProviderMail& mail() { return mail_; }
   ProviderSync& sync() { return sync_; }
+  CRMClients crm() {
+    return {secrets_, tokens_, dataverse_, salesforceSessions_, salesforceLeads_};
+  }
+  SalesforceCredentialStore& salesforceCredentials() { return salesforceCredentials_; }
+  SalesforceSignIn& salesforceSignIn() { return salesforceSignIn_; }
 
  private:
+  KeychainHelper& secrets_;
   OAuthCredentialStore credentials_;
   GoogleOAuthClient googleOAuth_;
   MicrosoftOAuthClient microsoftOAuth_;
@@ -55,6 +66,12 @@ class Providers {
   GraphMailClient graph_;
   ProviderMailbox mail_;
   ProviderSync sync_;
+  DataverseClient dataverse_;
+  SalesforceCredentialStore salesforceCredentials_;
+  SalesforceOAuthClient salesforceOAuth_;
+  SalesforceSessions salesforceSessions_;
+  SalesforceLeads salesforceLeads_;
+  SalesforceSignIn salesforceSignIn_;
 };
 
 }  // namespace halcyra

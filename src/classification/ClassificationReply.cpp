@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "classification/LLMError.h"
+#include "classification/ReplyObject.h"
 #include "text/Graphemes.h"
 #include "text/Json.h"
 #include "text/Trim.h"
@@ -16,25 +17,6 @@ namespace {
 using nlohmann::json;
 
 constexpr int deepestCandidate = 6;
-
-void removeAll(std::string& text, std::string_view mark) {
-  std::string kept;
-  std::size_t position = 0;
-  while (true) {
-    const std::size_t found = text.find(mark, position);
-    kept.append(text, position, found - position);
-    if (found == std::string::npos) break;
-    position = found + mark.size();
-  }
-  text = std::move(kept);
-}
-
-std::string withoutFences(std::string_view reply) {
-  std::string text(trimmed(reply));
-  if (!text.starts_with("```")) return text;
-  for (const std::string_view mark : {"```json", "```JSON", "```"}) removeAll(text, mark);
-  return std::string(trimmed(text));
-}
 
 const json* member(const json& object, std::string_view key) {
   const auto found = object.find(key);
@@ -167,12 +149,9 @@ ClassificationResult parseClassificationReply(std::string_view reply) {
   } catch (const LLMParseError&) {
     // The text between the outermost braces may do better, and its failure says more.
   }
-  const std::size_t first = text.find('{');
-  const std::size_t last = text.rfind('}');
-  if (first == std::string::npos || last == std::string::npos || last < first) {
-    throw LLMError::decodeFailed();
-  }
-  return decoded(std::string_view(text).substr(first, last - first + 1));
+  const std::optional<std::string_view> object = betweenBraces(text);
+  if (!object) throw LLMError::decodeFailed();
+  return decoded(*object);
 }
 
 }  // namespace halcyra

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
+#include "classification/LeadReply.h"
 #include "text/Case.h"
 #include "text/Graphemes.h"
 #include "text/Json.h"
@@ -82,6 +83,13 @@ Task<ClassificationResult> LLMClient::classify(std::string system, std::string u
       complete(std::move(system), std::move(user), maxChars, Format::jsonObject);
   const std::string text = co_await std::move(reply);
   co_return parseClassificationReply(text);
+}
+
+Task<DynamicsLeadFields> LLMClient::extractLeadFields(std::string user, std::int64_t maxChars) {
+  Task<std::string> reply =
+      complete(std::string(leadSystemText), std::move(user), maxChars, Format::jsonObject);
+  const std::string text = co_await std::move(reply);
+  co_return parseLeadReply(text);
 }
 
 Task<std::string> LLMClient::proposeReplyDraft(std::string user, std::int64_t maxChars) {

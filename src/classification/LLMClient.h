@@ -7,6 +7,7 @@
 
 #include "classification/ClassificationReply.h"
 #include "classification/LLMError.h"
+#include "crm/DynamicsLeadFields.h"
 #include "platform/HttpClient.h"
 #include "platform/Task.h"
 
@@ -31,6 +32,10 @@ class LLMClient {
 
   /// Which rule fits.
   Task<ClassificationResult> classify(std::string system, std::string user, std::int64_t maxChars);
+
+  /// What the mail tells about a lead. Throws LLMError::decodeFailed for any other answer than
+  /// asked for.
+  Task<DynamicsLeadFields> extractLeadFields(std::string user, std::int64_t maxChars);
 
   /// A reply the user can edit, trimmed.
   Task<std::string> proposeReplyDraft(std::string user, std::int64_t maxChars);

@@ -37,5 +37,8 @@ void addMailboxCommand(const CommandSyntax& program);
 void addSuggestCommand(const CommandSyntax& program);
 void addSendTestCommand(const CommandSyntax& program);
 void addSignInCommand(const CommandSyntax& program);
+void addConnectionCommand(const CommandSyntax& program);
+void addAutomationCommand(const CommandSyntax& program);
+void addLeadCommand(const CommandSyntax& program);
 
 }  // namespace halcyra

@@ -4,6 +4,7 @@
 #include "cli/ConfigCheck.h"
 #include "cli/ConfigEdit.h"
 #include "cli/ConfigValue.h"
+#include "cli/LeadWays.h"
 #include "cli/Messages.h"
 #include "cli/Source.h"
 #include "config/ConfigJson.h"
@@ -43,6 +44,10 @@ int check(Session& session, const std::string& named) {
   try {
     const ConfigCheck checked = checkConfig(text);
     for (const std::string& warning : checked.warnings) {
+      complain(session.err, "warning: " + warning);
+    }
+    for (const std::string& warning :
+         leadWarnings(checked.config, leadWays(session, checked.config))) {
       complain(session.err, "warning: " + warning);
     }
     session.out << "ok: " << configSummary(checked.config) << '\n';

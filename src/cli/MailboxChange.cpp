@@ -7,6 +7,7 @@
 #include "cli/Messages.h"
 #include "platform/linux/InstanceLock.h"
 #include "text/ControlCharacters.h"
+#include "text/Trim.h"
 #include "text/Uuid.h"
 
 namespace halcyra {
@@ -60,6 +61,11 @@ int removeMailbox(Session& session, const std::string& id) {
   secrets.removeSecret(secretKey::oauthCredential(id));
   secrets.removeSecret(secretKey::smtpPasswordOfAccount(id));
   session.out << "removed " << onOneLine(id) << " (" << onOneLine(removed.displayLabel) << ")\n";
+  for (const CRMConnectionProfile& connection : store.config().crmConnectionProfiles) {
+    if (trimmed(connection.microsoftMailAccountId) != id) continue;
+    complain(session.err, "warning: the connection \"" + connection.displayName +
+                              "\" signs in with this mailbox and fails from now on");
+  }
   return 0;
 }
 

@@ -9,10 +9,11 @@
 namespace {
 
 constexpr halcyra::CommandRegistration commands[] = {
-    halcyra::addMonitorCommand,   halcyra::addClassifyCommand, halcyra::addParseCommand,
-    halcyra::addPrefilterCommand, halcyra::addConfigCommand,   halcyra::addSecretCommand,
-    halcyra::addMailboxCommand,   halcyra::addSuggestCommand,  halcyra::addSendTestCommand,
-    halcyra::addSignInCommand,
+    halcyra::addMonitorCommand,   halcyra::addClassifyCommand,   halcyra::addParseCommand,
+    halcyra::addPrefilterCommand, halcyra::addConfigCommand,     halcyra::addSecretCommand,
+    halcyra::addMailboxCommand,   halcyra::addSuggestCommand,    halcyra::addSendTestCommand,
+    halcyra::addSignInCommand,    halcyra::addConnectionCommand, halcyra::addAutomationCommand,
+    halcyra::addLeadCommand,
 };
 
 // A file opened later must not become the standard output of a program that was started without

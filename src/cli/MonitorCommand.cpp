@@ -75,7 +75,8 @@ class Answers {
 
 void tellUncertainSend(MonitorFace& face) {
   face.status(
-      "A message is still being sent; a second signal ends without waiting, and it may go out "
+      "A message or a lead is still being sent; a second signal ends without waiting, and it may "
+      "go out "
       "twice.");
 }
 
@@ -186,11 +187,12 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .http = app.http(),
                   .notifications = app.notifications(),
                   .providers = &providers.mail(),
+                  .crm = providers.crm(),
                   .credentials = &providers.credentials(),
                   .presenter = *face,
                   .observer = *face,
                   .onlyMailbox = options.mailbox});
-  StopSignals signals(app.mainContext().get_executor(), [&state] { return state.isSendingMail(); });
+  StopSignals signals(app.mainContext().get_executor(), [&state] { return state.isSending(); });
   face->status("Mailboxes: " + joinedLabels(mailboxes) + ".");
   GraphStatusLines statusLines(state, *face);
   const int exitCode =

@@ -1,13 +1,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/asio/detached.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <csignal>
 
 #include "app/Providers.h"
+#include "cli/BrowserSignIn.h"
 #include "cli/Command.h"
+#include "cli/Connections.h"
 #include "cli/Mailboxes.h"
 #include "cli/Messages.h"
 #include "platform/linux/InstanceLock.h"
@@ -37,12 +35,17 @@ MailAccount mailboxAt(Provider provider, const AppConfig& config, const std::str
   return account;
 }
 
-Task<void> stopOnCtrlC(boost::asio::signal_set& signals, std::stop_source stop) {
-  boost::system::error_code cancelled;
-  co_await signals.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
-  if (cancelled) co_return;
-  stop.request_stop();
-  signals.clear();  // a second one ends the program, whatever it waits for
+CRMConnectionProfile salesforceConnection(const AppConfig& config, const std::string& id) {
+  if (trimmed(id).empty()) {
+    throw std::runtime_error(
+        "Select a Salesforce connection in Custom actions: name it with --connection; "
+        "\"halcyra-cli "
+        "connection list\" shows them, \"halcyra-cli connection add salesforce\" adds one");
+  }
+  CRMConnectionProfile connection = connectionWithId(config, id);
+  if (connection.kind == CRMConnectionKind::salesforce) return connection;
+  throw std::runtime_error("connection \"" + id +
+                           "\" is not one of Salesforce; see \"halcyra-cli connection list\"");
 }
 
 // The mailbox is named by the address that was signed in: it is also the one that it sends from.
@@ -64,45 +67,58 @@ void nameMailbox(Session& session, const std::string& id, const std::string& add
   }
 }
 
-Task<int> signIn(Session& session, Provider provider, std::string id) {
-  boost::asio::signal_set signals(co_await boost::asio::this_coro::executor, SIGINT, SIGTERM);
-  std::stop_source stop;
-  Task<void> stopping = stopOnCtrlC(signals, stop);
-  boost::asio::co_spawn(co_await boost::asio::this_coro::executor, std::move(stopping),
-                        boost::asio::detached);
-  JournalLog log(STDERR_FILENO);
-  MailboxSignIn& signingIn = session.app.providers(log).signIn();
+Task<std::string> signMailboxIn(Session& session, MailboxSignIn& signingIn, Provider provider,
+                                std::string id, AnnounceAddress announce, std::stop_token stop) {
   const AppConfig config = session.app.configStore().config();
-  AnnounceAddress announce = [&session](const std::string& address, bool browserStarted) {
-    session.err << (browserStarted ? "Sign in in the browser. If it did not open, go to:\n"
-                                   : "Open this address in a browser on this machine:\n")
-                << printable(address) << "\nCtrl-C gives up." << std::endl;
-  };
-  std::optional<std::string> failure;
-  try {
-    Task<std::optional<std::string>> running =
-        provider == Provider::google
-            ? signingIn.signInGoogle(id, std::move(announce), stop.get_token())
-            : signingIn.signInMicrosoft(config, id, std::move(announce), stop.get_token());
-    const std::optional<std::string> address = co_await std::move(running);
-    if (address) nameMailbox(session, id, *address);
-    session.out << nameOf(provider) << " sign-in saved for this account."
-                << (address ? " It is " + onOneLine(*address) + "." : "") << '\n';
-  } catch (const std::exception& error) {
-    failure = scopeHint(error.what(), nameOf(provider));
-  }
-  signals.cancel();
-  if (!failure) co_return 0;
-  complain(session.err, failure->empty() ? "the provider gave no reason" : *failure);
-  co_return 1;
+  Task<std::optional<std::string>> running =
+      provider == Provider::google
+          ? signingIn.signInGoogle(id, std::move(announce), std::move(stop))
+          : signingIn.signInMicrosoft(config, id, std::move(announce), std::move(stop));
+  const std::optional<std::string> address = co_await std::move(running);
+  if (address) nameMailbox(session, id, *address);
+  co_return std::string(nameOf(provider)) + " sign-in saved for this account." +
+      (address ? " It is " + onOneLine(*address) + "." : "");
+}
+
+Task<std::string> signConnectionIn(SalesforceSignIn& signingIn, CRMConnectionProfile connection,
+                                   AnnounceAddress announce, std::stop_token stop) {
+  Task<void> running = signingIn.signInSalesforce(connection.id, connection.salesforceLoginHost,
+                                                  std::move(announce), std::move(stop));
+  co_await std::move(running);
+  co_return "Salesforce sign-in saved for this connection.";
+}
+
+// Not held while the browser is open: whoever signs in twice shall be told about the port.
+void prepareSecrets(Session& session) {
+  secretsTurn(session).reset();
+  openSecrets(session);
 }
 
 int signInTo(Session& session, Provider provider, const std::string& id) {
   mailboxAt(provider, openConfig(session).config(), id);
-  // Not held while the browser is open: whoever signs in twice shall be told about the port.
-  secretsTurn(session).reset();
-  openSecrets(session);
-  return session.app.run(signIn(session, provider, id));
+  prepareSecrets(session);
+  JournalLog log(STDERR_FILENO);
+  MailboxSignIn& signingIn = session.app.providers(log).signIn();
+  return runSignIn(
+      session,
+      [&](AnnounceAddress announce, std::stop_token stop) {
+        return signMailboxIn(session, signingIn, provider, id, std::move(announce),
+                             std::move(stop));
+      },
+      [&](std::string_view text) { return scopeHint(text, nameOf(provider)); });
+}
+
+int signInToSalesforce(Session& session, const std::string& id) {
+  const CRMConnectionProfile connection = salesforceConnection(openConfig(session).config(), id);
+  prepareSecrets(session);
+  JournalLog log(STDERR_FILENO);
+  SalesforceSignIn& signingIn = session.app.providers(log).salesforceSignIn();
+  return runSignIn(
+      session,
+      [&](AnnounceAddress announce, std::stop_token stop) {
+        return signConnectionIn(signingIn, connection, std::move(announce), std::move(stop));
+      },
+      [](std::string_view text) { return std::string(text); });
 }
 
 int signOutOf(Session& session, Provider provider, const std::string& id) {
@@ -115,6 +131,16 @@ int signOutOf(Session& session, Provider provider, const std::string& id) {
   return 0;
 }
 
+int signOutOfSalesforce(Session& session, const std::string& id) {
+  salesforceConnection(openConfig(session).config(), id);
+  const auto turn = secretsTurn(session);
+  openSecrets(session);
+  JournalLog log(STDERR_FILENO);
+  session.app.providers(log).salesforceCredentials().deleteSalesforceCredential(id);
+  session.out << "Salesforce disconnected for this connection.\n";
+  return 0;
+}
+
 void addFor(const CommandSyntax& group, Provider provider, const std::string& name,
             const std::string& help, int (*body)(Session&, Provider, const std::string&)) {
   auto id = std::make_shared<std::string>();
@@ -123,16 +149,27 @@ void addFor(const CommandSyntax& group, Provider provider, const std::string& na
   command.runs([id, provider, body](Session& session) { return body(session, provider, *id); });
 }
 
+void addForSalesforce(const CommandSyntax& group, const std::string& help,
+                      int (*body)(Session&, const std::string&)) {
+  auto id = std::make_shared<std::string>();
+  const CommandSyntax command = group.command("salesforce", help);
+  command.value("--connection", *id, "The connection", {.name = "ID"});
+  command.runs([id, body](Session& session) { return body(session, *id); });
+}
+
 }  // namespace
 
 void addSignInCommand(const CommandSyntax& program) {
-  const CommandSyntax in =
-      program.command("signin", "Sign a mailbox in at Google or Microsoft, in the browser");
+  const CommandSyntax in = program.command(
+      "signin", "Sign a mailbox or a connection in at its provider, in the browser");
   addFor(in, Provider::google, "google", "Sign a Gmail mailbox in", signInTo);
   addFor(in, Provider::microsoft, "microsoft", "Sign an Outlook mailbox in", signInTo);
-  const CommandSyntax out = program.command("signout", "Forget the sign-in of a mailbox");
+  addForSalesforce(in, "Sign a Salesforce connection in", signInToSalesforce);
+  const CommandSyntax out =
+      program.command("signout", "Forget the sign-in of a mailbox or a connection");
   addFor(out, Provider::google, "google", "Of a Gmail mailbox", signOutOf);
   addFor(out, Provider::microsoft, "microsoft", "Of an Outlook mailbox", signOutOf);
+  addForSalesforce(out, "Of a Salesforce connection", signOutOfSalesforce);
 }
 
 }  // namespace halcyra

@@ -60,6 +60,12 @@ std::optional<CustomAutomation> AppConfig::customAutomation(std::string_view id)
   return *found;
 }
 
+std::optional<CRMConnectionProfile> AppConfig::crmConnectionProfile(std::string_view id) const {
+  const auto found = std::ranges::find(crmConnectionProfiles, id, &CRMConnectionProfile::id);
+  if (found == crmConnectionProfiles.end()) return std::nullopt;
+  return *found;
+}
+
 std::vector<MailboxPickerRow> AppConfig::mailboxPickerRows() const {
   if (hasLegacyMailbox(*this)) {
     return {{std::string(legacyMailboxId), std::string(trimmed(imapUsername)), true}};

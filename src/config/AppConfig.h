@@ -17,6 +17,8 @@ inline constexpr std::size_t maximumRules = 50;
 inline constexpr std::size_t maximumCRMConnections = 20;
 inline constexpr std::size_t maximumMonitoredMailboxes = 3;
 
+inline constexpr std::string_view defaultSalesforceLoginHost = "https://login.salesforce.com";
+
 inline constexpr std::string_view defaultClassificationSystemPrompt =
     "Prefer the most specific rule whose criteria clearly match the email. Use the catch-all only "
     "when no other rule is a reasonable fit.\n\n"
@@ -177,7 +179,7 @@ struct AppConfig {
   /// Read rules through effectiveRules or rulesForMailbox, never from here.
   std::vector<MailRule> rules;
   std::string dataverseEnvironmentURL;
-  std::string salesforceLoginHost = "https://login.salesforce.com";
+  std::string salesforceLoginHost = std::string(defaultSalesforceLoginHost);
   std::vector<CRMConnectionProfile> crmConnectionProfiles;
   std::vector<CustomAutomation> customAutomations;
   std::string llmBaseURL = "https://api.openai.com/v1";
@@ -240,6 +242,9 @@ struct AppConfig {
 
   /// The automation with exactly this id.
   std::optional<CustomAutomation> customAutomation(std::string_view id) const;
+
+  /// The connection with exactly this id.
+  std::optional<CRMConnectionProfile> crmConnectionProfile(std::string_view id) const;
 
   /// The tag for messages skipped for this reason, if one is set.
   std::optional<std::string> prefilterSkipTag(PrefilterSkipReason reason) const;

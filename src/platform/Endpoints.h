@@ -15,6 +15,9 @@ struct Endpoints {
   std::string microsoftLogin = "https://login.microsoftonline.com";
   /// Without the version.
   std::string graph = "https://graph.microsoft.com";
+  /// Replace the login host and the environment that the user named, unless empty.
+  std::string salesforceLogin = {};
+  std::string dataverse = {};
 
   bool operator==(const Endpoints&) const = default;
 };

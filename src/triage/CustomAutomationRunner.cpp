@@ -12,6 +12,14 @@
 #include "triage/ModelFailure.h"
 
 namespace halcyra {
+namespace {
+
+bool createsLead(const CustomAutomationStep& step) {
+  return step.kind == CustomAutomationStepKind::createDynamicsLead ||
+         step.kind == CustomAutomationStepKind::createSalesforceLead;
+}
+
+}  // namespace
 
 Task<bool> CustomAutomationRunner::run(RuleActionContext context) {
   const std::string id(trimmed(context.rule.customAutomationId));
@@ -20,8 +28,15 @@ Task<bool> CustomAutomationRunner::run(RuleActionContext context) {
     services_.log.logLine("Custom automation missing or has no steps (id: " + onOneLine(id) + ").");
     co_return false;
   }
+  DynamicsLeadFields fields;
+  if (std::ranges::any_of(automation->steps, createsLead)) {
+    Task<DynamicsLeadFields> reading =
+        services_.leads.leadFields(context.incoming, context.secrets.llmAPIKey);
+    fields = co_await std::move(reading);
+  }
   for (const CustomAutomationStep& step : automation->steps) {
-    Task<bool> running = runStep(context, step);
+    Task<bool> running =
+        createsLead(step) ? createLead(context.incoming, step, fields) : runStep(context, step);
     const bool done = co_await std::move(running);
     if (!done) co_return false;
   }
@@ -31,9 +46,8 @@ Task<bool> CustomAutomationRunner::run(RuleActionContext context) {
 Task<bool> CustomAutomationRunner::runStep(RuleActionContext context, CustomAutomationStep step) {
   switch (step.kind) {
     case CustomAutomationStepKind::createDynamicsLead:
-      co_return refuseLead("Dynamics", step);
     case CustomAutomationStepKind::createSalesforceLead:
-      co_return refuseLead("Salesforce", step);
+      break;
     case CustomAutomationStepKind::suggestReply: {
       Task<bool> suggesting = suggestReply(std::move(context));
       co_return co_await std::move(suggesting);
@@ -90,11 +104,26 @@ Task<bool> CustomAutomationRunner::suggestReply(RuleActionContext context) {
   co_return true;
 }
 
-// Leads do not exist yet, so there is no connection that could be valid.
-bool CustomAutomationRunner::refuseLead(const std::string& crm, const CustomAutomationStep& step) {
-  services_.log.logLine("Custom automation: invalid " + crm + " connection id " +
-                        onOneLine(trimmed(step.connectionId)) + ".");
-  return false;
+Task<bool> CustomAutomationRunner::createLead(SharedIncomingMail incoming,
+                                              CustomAutomationStep step,
+                                              DynamicsLeadFields fields) {
+  const bool isDynamics = step.kind == CustomAutomationStepKind::createDynamicsLead;
+  const CRMConnectionKind kind =
+      isDynamics ? CRMConnectionKind::dynamics365 : CRMConnectionKind::salesforce;
+  const std::string id(trimmed(step.connectionId));
+  std::optional<CRMConnectionProfile> connection;
+  if (!id.empty()) connection = incoming->config.crmConnectionProfile(id);
+  if (!id.empty() && (!connection || connection->kind != kind)) {
+    services_.log.logLine(std::string("Custom automation: invalid ") +
+                          (isDynamics ? "Dynamics" : "Salesforce") + " connection id " +
+                          onOneLine(id) + ".");
+    co_return false;
+  }
+  LeadActions& leads = services_.leads;
+  Task<bool> creating =
+      isDynamics ? leads.createDynamicsLead(incoming, std::move(fields), std::move(connection))
+                 : leads.createSalesforceLead(incoming, std::move(fields), std::move(connection));
+  co_return co_await std::move(creating);
 }
 
 }  // namespace halcyra

@@ -5,6 +5,7 @@
 #include "platform/HttpClient.h"
 #include "platform/Log.h"
 #include "platform/Task.h"
+#include "triage/LeadActions.h"
 #include "triage/RuleActions.h"
 
 namespace halcyra {
@@ -12,6 +13,7 @@ namespace halcyra {
 /// What the steps work with. All of it outlives the run.
 struct AutomationServices {
   RuleActions& actions;
+  LeadActions& leads;
   SuggestionPresenter& presenter;
   HttpClient& http;
   Log& log;
@@ -30,7 +32,8 @@ class CustomAutomationRunner {
   Task<bool> runStep(RuleActionContext context, CustomAutomationStep step);
   Task<bool> forward(RuleActionContext context, std::string address, ForwardNotice notice);
   Task<bool> suggestReply(RuleActionContext context);
-  bool refuseLead(const std::string& crm, const CustomAutomationStep& step);
+  Task<bool> createLead(SharedIncomingMail incoming, CustomAutomationStep step,
+                        DynamicsLeadFields fields);
 
   AutomationServices services_;
 };

@@ -56,23 +56,26 @@ Task<void> MailRuleActions::notifyForward(SharedIncomingMail incoming, MailRule 
 }
 
 Task<bool> MailRuleActions::createDynamicsLead(RuleActionContext context) {
-  co_return refuse(context);
+  Task<DynamicsLeadFields> reading =
+      services_.leads.leadFields(context.incoming, context.secrets.llmAPIKey);
+  DynamicsLeadFields fields = co_await std::move(reading);
+  Task<bool> creating =
+      services_.leads.createDynamicsLead(context.incoming, std::move(fields), std::nullopt);
+  co_return co_await std::move(creating);
 }
 
 Task<bool> MailRuleActions::createSalesforceLead(RuleActionContext context) {
-  co_return refuse(context);
-}
-
-bool MailRuleActions::refuse(const RuleActionContext& context) {
-  services_.log.logLine(
-      "Rule ‘" + onOneLine(context.rule.displayName) + "’ needs the action '" +
-      std::string(actionLabel(context.rule.action)) +
-      "', which this version cannot carry out: " + onOneLine(context.incoming->mail.messageID));
-  return false;
+  Task<DynamicsLeadFields> reading =
+      services_.leads.leadFields(context.incoming, context.secrets.llmAPIKey);
+  DynamicsLeadFields fields = co_await std::move(reading);
+  Task<bool> creating =
+      services_.leads.createSalesforceLead(context.incoming, std::move(fields), std::nullopt);
+  co_return co_await std::move(creating);
 }
 
 Task<bool> MailRuleActions::runCustomAutomation(RuleActionContext context) {
   CustomAutomationRunner runner({.actions = *this,
+                                 .leads = services_.leads,
                                  .presenter = services_.presenter,
                                  .http = services_.http,
                                  .log = services_.log});

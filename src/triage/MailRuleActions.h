@@ -9,6 +9,7 @@
 #include "platform/Log.h"
 #include "platform/Notifications.h"
 #include "platform/TaskGroup.h"
+#include "triage/LeadActions.h"
 #include "triage/MailSender.h"
 #include "triage/RuleActions.h"
 
@@ -18,6 +19,7 @@ namespace halcyra {
 struct RuleActionServices {
   Executor main;
   MailSender& sender;
+  LeadActions& leads;
   SuggestionPresenter& presenter;
   HttpClient& http;
   Notifications& notifications;
@@ -43,9 +45,11 @@ class MailRuleActions : public RuleActions {
   Task<bool> runCustomAutomation(RuleActionContext context) override;
   SendReply popupSend(SharedIncomingMail incoming) override;
 
-  /// Is a message on its way out, or a chain under way that may have sent one? An end of the
-  /// program would leave it unknown whether it arrived, or send it again at the next start.
-  bool isSending() const { return services_.sender.isSending() || chainsUnderWay_ > 0; }
+  /// Is a message or a lead on its way out, or a chain under way that may have sent one? An end of
+  /// the program would leave it unknown whether it arrived, or send it again at the next start.
+  bool isSending() const {
+    return services_.sender.isSending() || services_.leads.isSending() || chainsUnderWay_ > 0;
+  }
 
   /// Ends when no notification is on its way.
   Task<void> noticesPosted() { return notices_.drained(); }
@@ -58,7 +62,6 @@ class MailRuleActions : public RuleActions {
   Task<SendResult> actInstead(RuleActionContext context, std::string text);
   Task<SendResult> forwardInstead(RuleActionContext context);
   Task<void> applyMailboxTag(SharedIncomingMail incoming, std::string tag);
-  bool refuse(const RuleActionContext& context);
 
   RuleActionServices services_;
   TaskGroup notices_;

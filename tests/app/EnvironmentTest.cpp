@@ -92,9 +92,11 @@ TEST(Environment, EndpointsStayOnThisMachine) {
   EXPECT_EQ(read("{}"), Endpoints());
   EXPECT_EQ(read(R"({"google":"http://127.0.0.1:1/","googleAccounts":"http://localhost:65535/a/b",
                      "googleToken":"https://[::1]:8443","microsoftLogin":"http://127.255.0.9",
-                     "graph":"http://LOCALHOST"})"),
+                     "graph":"http://LOCALHOST","salesforceLogin":"http://127.0.0.1:2",
+                     "dataverse":"http://127.0.0.1:3/"})"),
             (Endpoints{"http://127.0.0.1:1", "http://localhost:65535/a/b", "https://[::1]:8443",
-                       "http://127.255.0.9", "http://LOCALHOST"}));
+                       "http://127.255.0.9", "http://LOCALHOST", "http://127.0.0.1:2",
+                       "http://127.0.0.1:3"}));
   for (const char* elsewhere : {"\"https://www.googleapis.com\"",
                                 "\"http://localhost.example.org\"",
                                 "\"http://localhost:80@example.org\"",
@@ -124,7 +126,7 @@ TEST(Environment, EndpointsStayOnThisMachine) {
   }
   EXPECT_EQ(failure(R"({"Graph":"http://localhost"})"),
             "/e.json: \"Graph\" is not one of google, googleAccounts, googleToken, microsoftLogin, "
-            "graph");
+            "graph, salesforceLogin, dataverse");
   EXPECT_EQ(failure("[]"), "/e.json: expected a JSON object.");
   EXPECT_EQ(failure("{"), "/e.json: Not valid JSON at line 1, column 2.");
   files.contents.clear();

@@ -74,6 +74,28 @@ TEST(ModelStandIn, AnswersTheRealClientOverHttp) {
             "\"param\":null,\"type\":\"authentication_error\"}}");
 }
 
+TEST(ModelStandIn, ReadsALeadOutOfALetter) {
+  const LoopbackHttpServer server(ModelStandIn("key"));
+  CurlHttpClient http;
+  LLMClient client(http, {server.baseURL(), "any", 0.2, "key"});
+  const auto fields = [&](std::string letter) {
+    return runTask(client.extractLeadFields(std::move(letter), 12000));
+  };
+  EXPECT_EQ(fields("Subject: Price?\n\nFrom: Ann van Lee <ann@x.org>\n\nHello,\n\nwe need ten. "
+                   "What is\nthe price?\n\nAnn van Lee\nAcme Ltd\nTel.: +44 20 7946\nMobile 0171"),
+            (DynamicsLeadFields{.subject = "Enquiry: Price?",
+                                .first_name = "Ann",
+                                .last_name = "van Lee",
+                                .company_name = "Acme Ltd",
+                                .email = "ann@x.org",
+                                .telephone = "+44 20 7946",
+                                .mobile = "0171",
+                                .notes = "What is the price?"}));
+  EXPECT_EQ(fields("Subject: \n\nFrom: ann@x.org\n\nNo more."),
+            (DynamicsLeadFields{.email = "ann@x.org"}));
+  EXPECT_EQ(fields("?"), (DynamicsLeadFields{.notes = "?"}));
+}
+
 TEST(ModelStandIn, RefusesWhatAServiceRefuses) {
   const ModelStandIn model;
   const std::vector<HttpHeader> asJson = {{"content-type", "application/json; charset=utf-8"}};

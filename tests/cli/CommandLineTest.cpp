@@ -13,13 +13,13 @@ using Strings = std::vector<std::string>;
 TEST(CommandLine, WrongUsageIsOneLineThatSaysWhereToLook) {
   const std::pair<Strings, std::string> cases[] = {
       {{},
-       "name a command: classify, parse, prefilter, config, secret, mailbox, signin, signout; see "
-       "\"halcyra-cli --help\""},
+       "name a command: classify, parse, prefilter, config, secret, mailbox, signin, signout, "
+       "connection, automation, lead; see \"halcyra-cli --help\""},
       {{"config"},
        "name a command: path, show, check, edit, set; see \"halcyra-cli config --help\""},
       {{"frobnicate"},
        "unknown command \"frobnicate\"; there is classify, parse, prefilter, config, secret, "
-       "mailbox, signin, signout; see \"halcyra-cli --help\""},
+       "mailbox, signin, signout, connection, automation, lead; see \"halcyra-cli --help\""},
       {{"config", "sho\nw"},
        "unknown command \"sho w\"; there is path, show, check, edit, set; see \"halcyra-cli config "
        "--help\""},

@@ -76,7 +76,7 @@ TEST(MailboxChange, WhatCannotBeDoneIsSaidInOneLineAndChangesNothing) {
       {{"mailbox", "add", "imap", "--host", "h", "--user", "u", "--port", "65536"}, 2, "--port"},
       {{"mailbox", "remove"}, 2, "ID is required; "},
       {{"mailbox", "remove", "X"}, 1, notThere},
-      {{"signin"}, 2, "name a command: google, microsoft; "},
+      {{"signin"}, 2, "name a command: google, microsoft, salesforce; "},
       {{"signin", "google"}, 2, "--mailbox is required; "},
       {{"signin", "google", "--mailbox", "X"}, 1, notThere},
       {{"signin", "google", "--mailbox", microsoft}, 1, notAt(microsoft, "Google")},

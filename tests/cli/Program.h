@@ -29,8 +29,9 @@ class Program {
 
   Result run(const std::vector<std::string>& arguments, const std::string& input = {}) {
     static constexpr CommandRegistration commands[] = {
-        addClassifyCommand, addParseCommand,   addPrefilterCommand, addConfigCommand,
-        addSecretCommand,   addMailboxCommand, addSignInCommand};
+        addClassifyCommand,   addParseCommand,   addPrefilterCommand, addConfigCommand,
+        addSecretCommand,     addMailboxCommand, addSignInCommand,    addConnectionCommand,
+        addAutomationCommand, addLeadCommand};
     const Variables lookUp = [this](const std::string& name) -> std::optional<std::string> {
       const auto found = variables.find(name);
       return found == variables.end() ? std::nullopt : std::optional(found->second);

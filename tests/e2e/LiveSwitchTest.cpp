@@ -5,6 +5,7 @@
 #include "app/Composition.h"
 #include "platform/linux/SocketConnector.h"
 #include "platform/linux/SystemClock.h"
+#include "support/LeadWorld.h"
 #include "support/MemoryFiles.h"
 #include "support/MemoryKeychain.h"
 #include "support/ModelDouble.h"
@@ -45,6 +46,7 @@ TEST(LiveSwitch, AMailboxSwitchedOffWhileItIdlesStopsAndTheOtherGoesOn) {
   SystemClock clock;
   RecordingLog log;
   NobodyLooks nobody;
+  LeadWorld crm;
   IoThread io;
   SocketConnector connector(io.executor());
   AppConfig config = configStore.config();
@@ -55,6 +57,7 @@ TEST(LiveSwitch, AMailboxSwitchedOffWhileItIdlesStopsAndTheOtherGoesOn) {
                   .processed = processed,
                   .http = model,
                   .notifications = nobody,
+                  .crm = crm.clients(),
                   .presenter = nobody,
                   .observer = nobody});
   const auto within = [&](std::chrono::seconds longest, const auto& condition) {

@@ -10,8 +10,7 @@
 #include <iterator>
 
 #include "ProviderWorld.h"
-#include "platform/linux/CurlHttpClient.h"
-#include "support/RunTask.h"
+#include "SignInPages.h"
 
 namespace halcyra {
 namespace {
@@ -47,23 +46,6 @@ class SignInRun : public testing::Test {
 
   sandbox::Command signIn(const Provider& provider) const {
     return world.home.command({"signin", provider.name, "--mailbox", provider.mailbox});
-  }
-
-  // The address that a person is to open.
-  static std::string printedAddress(ChildProcess& program) {
-    program.waitForErrors([](std::string_view all) { return all.find("gives up") != all.npos; },
-                          20s);
-    const std::string errors = program.errors();
-    const std::size_t start = std::min(errors.find("\nhttp"), errors.size() - 1) + 1;
-    return errors.substr(start, errors.find('\n', start) - start);
-  }
-
-  // What a browser shows in the end: it follows the redirect to the program.
-  static std::string opened(const std::string& url) {
-    CurlHttpClient http;
-    HttpRequest request;
-    request.url = url;
-    return runTask(http.perform(request)).body;
   }
 
   static bool portIsFree() {

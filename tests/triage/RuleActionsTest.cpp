@@ -1,6 +1,7 @@
 #include "triage/MailRuleActions.h"
 
 #include "PipelineHarness.h"
+#include "support/LeadWorld.h"
 #include "support/SubmissionDouble.h"
 
 namespace halcyra {
@@ -52,8 +53,11 @@ struct ActionsHarness : PipelineHarness, Notifications {
   bool notifyingFails = false;
   std::string modelKey = "key";
   MailSender sender{{servers, context.get_executor(), log, this}};
+  LeadWorld crm;
+  LeadActions leads{crm.clients(), model, log};
   MailRuleActions actions{{.main = context.get_executor(),
                            .sender = sender,
+                           .leads = leads,
                            .presenter = *this,
                            .http = model,
                            .notifications = *this,
@@ -254,6 +258,31 @@ const OverrideCase overrides[] = {
      "Create Dynamics lead only works for Microsoft Graph mailboxes.",
      {},
      {}},
+    {MailRuleAction::dynamicsCreateLead,
+     [](auto& h) { h.useProvider(MicrosoftGraph{}); },
+     "Could not create Dynamics lead. Check Custom actions URL and Dataverse permissions.",
+     {},
+     {}},
+    {MailRuleAction::dynamicsCreateLead,
+     [](auto& h) {
+       h.useProvider(MicrosoftGraph{});
+       h.config.dataverseEnvironmentURL = "org.example";
+       h.config.rules[0].mailboxTagName = "Lead";
+       h.crm.signIn("box", "https://org.example");
+       h.crm.http.answer(204, "");
+     },
+     "",
+     {},
+     {"tag Lead"}},
+    {MailRuleAction::salesforceCreateLead,
+     [](auto& h) {
+       h.crm.signInSalesforce("");
+       h.crm.onRequest = [&h] { EXPECT_TRUE(h.actions.isSending()); };
+       h.crm.http.answer(201, "");
+     },
+     "",
+     {},
+     {}},
     {MailRuleAction::salesforceCreateLead,
      asTold,
      "Could not create Salesforce lead. Sign in under Settings → Custom actions and check the "
@@ -325,6 +354,8 @@ CustomAutomationStep step(CustomAutomationStepKind kind, std::string forwardTo =
 
 TEST(CustomAutomation, StepsRunInOrderUntilOneFails) {
   using enum CustomAutomationStepKind;
+  const std::string fromLine =
+      "Lead extraction LLM failed: Could not parse LLM JSON.; using From-line fields.";
   const struct {
     std::vector<CustomAutomationStep> steps;
     bool succeeds;
@@ -345,15 +376,26 @@ TEST(CustomAutomation, StepsRunInOrderUntilOneFails) {
        false,
        {},
        {"a@x"},
-       {"Custom automation: invalid Dynamics connection id crm-1."}},
+       {fromLine, "Custom automation: invalid Dynamics connection id crm-1."}},
+      {{step(createDynamicsLead, "", "sf"), step(forwardSilently, "a@x")},
+       false,
+       {},
+       {},
+       {fromLine, "Custom automation: invalid Dynamics connection id sf."}},
+      {{step(createDynamicsLead, "", " ")},
+       false,
+       {},
+       {},
+       {fromLine, "Dynamics lead: Microsoft Graph mailbox required."}},
       {{step(createSalesforceLead, "", "crm-2"), step(forwardSilently, "a@x")},
        false,
        {},
        {},
-       {"Custom automation: invalid Salesforce connection id crm-2."}},
+       {fromLine, "Custom automation: invalid Salesforce connection id crm-2."}},
   };
   for (const auto& c : cases) {
     ActionsHarness h;
+    h.config.crmConnectionProfiles = {{"sf", "S", CRMConnectionKind::salesforce, "", "", ""}};
     h.model.reply = " Draft. ";
     EXPECT_EQ(h.automate(c.steps), c.succeeds);
     EXPECT_EQ(h.effects, c.effects);
@@ -362,6 +404,41 @@ TEST(CustomAutomation, StepsRunInOrderUntilOneFails) {
     for (const auto& sent : h.servers.accepted) sentTo.push_back(sent.to);
     EXPECT_EQ(sentTo, c.sentTo);
   }
+}
+
+TEST(CustomAutomation, LeadStepsShareFieldsThatAreReadOnceBeforeTheFirstStep) {
+  using enum CustomAutomationStepKind;
+  ActionsHarness h;
+  h.config.crmConnectionProfiles = {
+      {"sf", "S", CRMConnectionKind::salesforce, "", "", ""},
+      {"dyn", "D", CRMConnectionKind::dynamics365, "crm-box", "org.example", ""}};
+  h.crm.signIn("crm-box", "https://org.example");
+  h.crm.signInSalesforce("sf");
+  h.model.reply = R"({"company_name":"Acme"})";
+  Lines order;
+  h.crm.onRequest = [&] {
+    EXPECT_TRUE(h.actions.isSending());
+    EXPECT_EQ(h.model.requests.size(), 1u);
+    order.push_back("lead after " + std::to_string(h.servers.accepted.size()) + " forwards");
+  };
+  const std::vector<CustomAutomationStep> steps = {
+      step(forwardSilently, "a@x"), step(createSalesforceLead, "", "sf"),
+      step(forwardSilently, "b@x"), step(createDynamicsLead, "", " dyn ")};
+  h.crm.http.answer(201, "").answer(500, "down");
+  EXPECT_FALSE(h.automate(steps));  // the last step fails, and nothing is undone
+  h.crm.http.answer(201, "").answer(204, "");
+  h.model.requests.clear();
+  EXPECT_TRUE(h.automate(steps));
+  EXPECT_FALSE(h.actions.isSending());
+  EXPECT_EQ(order, (Lines{"lead after 1 forwards", "lead after 2 forwards", "lead after 3 forwards",
+                          "lead after 4 forwards"}));
+  for (const HttpRequest& request : h.crm.http.requests) {
+    EXPECT_NE(request.body.find("\"Acme\""), std::string::npos) << request.body;
+  }
+  EXPECT_EQ(h.log.lines(),
+            (Lines{"Salesforce lead created for message <m@x>", "Dynamics lead failed: down",
+                   "Salesforce lead created for message <m@x>",
+                   "Dynamics lead created for message <m@x>"}));
 }
 
 TEST(CustomAutomation, SuggestedReplyIsTheModelsOrBlankWithoutAKey) {

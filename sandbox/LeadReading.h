@@ -1,0 +1,13 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+namespace halcyra::sandbox {
+
+/// What a simple reader finds of a lead in the user message that asks for its fields: the name in
+/// the From line, a signature of name and company, labelled phone numbers, the first question.
+/// Fields that it does not find are null.
+nlohmann::json leadFieldsIn(std::string_view userMessage);
+
+}  // namespace halcyra::sandbox

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sandbox/Routes.h"
+#include "sandbox/TokenIssuer.h"
+
+namespace halcyra::sandbox {
+
+struct SalesforceAccount {
+  std::string user = "person@alder.example";
+  std::string clientId = "sandbox-salesforce-client";
+  /// The token endpoint asks for it, unless empty.
+  std::string clientSecret = {};
+};
+
+/// Answers like Salesforce for one person: login page, tokens, and the leads of the REST API, all
+/// below one base URL, which it also names as the instance. As with the real service, answers tell
+/// no lifetime of a token. What the real service refuses is refused with the same kind of error.
+/// Safe to call from any thread.
+class SalesforceStandIn {
+ public:
+  explicit SalesforceStandIn(SalesforceAccount account = {});
+
+  HttpResponse operator()(const ServedRequest& request);
+
+  /// Tokens with all scopes, without a browser.
+  IssuedTokens signIn();
+  void revokeTokens();
+
+  /// Later token answers name this instance; none when it is empty.
+  void nameInstance(std::string url);
+
+  /// The records, oldest first, each with its `id`.
+  std::vector<nlohmann::json> leads() const;
+
+  /// The next request of a kind (page, token, lead) gets this answer.
+  void answerNext(std::string_view kind, HttpResponse answer);
+  std::map<std::string, int> requestCounts() const;
+
+ private:
+  HttpResponse showPage(const ServedRequest& request, const RequestTarget& target);
+  HttpResponse giveToken(const ServedRequest& request, const RequestTarget& target);
+  HttpResponse createLead(const ServedRequest& request, const RequestTarget& target);
+
+  static std::span<const Route<SalesforceStandIn>> routes();
+  bool holdsValidToken(const ServedRequest& request) const;
+  nlohmann::json tokenJson(const ServedRequest& request, const IssuedTokens& tokens) const;
+
+  const SalesforceAccount account_;
+  mutable std::mutex lock_;
+  TokenIssuer tokens_{"00D", TokenIssuer::Refreshing::keepsToken};
+  std::optional<std::string> namedInstance_;
+  std::vector<nlohmann::json> leads_;
+  RequestLedger ledger_;
+};
+
+}  // namespace halcyra::sandbox
