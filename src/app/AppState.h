@@ -27,6 +27,8 @@ struct AppServices {
   Notifications& notifications;
   /// None where all mailboxes are IMAP.
   ProviderMail* providers = nullptr;
+  /// What the model is told of their calendars; none where all mailboxes are IMAP.
+  MeetingContext* meetings = nullptr;
   /// The sign-ins of these mailboxes; none where all mailboxes are IMAP.
   OAuthCredentialStore* credentials = nullptr;
   SuggestionPresenter& presenter;

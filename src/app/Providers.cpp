@@ -17,6 +17,14 @@ Providers::Providers(ProviderServices services)
                .microsoft = microsoftOAuth_}),
       gmail_(services.http, services.clock, labels_, services.endpoints),
       graph_(services.http, services.clock, services.log, services.endpoints),
+      calendars_(services.http, services.endpoints),
+      userCalendar_{services.clock, userDateStyles()},
+      meetings_({.tokens = tokens_,
+                 .calendars = calendars_,
+                 .gmail = gmail_,
+                 .graph = graph_,
+                 .calendar = userCalendar_,
+                 .log = services.log}),
       mail_({tokens_, gmail_, graph_}),
       sync_{{tokens_, gmail_, graph_}, mail_, services.processed} {}
 

@@ -50,5 +50,6 @@ void addMailboxCommand(CLI::App& app, Invocation& invocation);
 void addSuggestCommand(CLI::App& app, Invocation& invocation);
 void addSendTestCommand(CLI::App& app, Invocation& invocation);
 void addSignInCommand(CLI::App& app, Invocation& invocation);
+void addAgendaCommands(CLI::App& app, Invocation& invocation);
 
 }  // namespace halcyra

@@ -12,7 +12,7 @@ constexpr halcyra::CommandRegistration commands[] = {
     halcyra::addMonitorCommand,   halcyra::addClassifyCommand, halcyra::addParseCommand,
     halcyra::addPrefilterCommand, halcyra::addConfigCommand,   halcyra::addSecretCommand,
     halcyra::addMailboxCommand,   halcyra::addSuggestCommand,  halcyra::addSendTestCommand,
-    halcyra::addSignInCommand,
+    halcyra::addSignInCommand,    halcyra::addAgendaCommands,
 };
 
 // A file opened later must not become the standard output of a program that was started without

@@ -187,6 +187,7 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .http = app.http(),
                   .notifications = app.notifications(),
                   .providers = &providers.mail(),
+                  .meetings = &providers.meetings(),
                   .credentials = &providers.credentials(),
                   .presenter = *face,
                   .observer = *face,
