@@ -67,11 +67,7 @@ TEST(MeetingTimes, LeadTimeCountsWorkingDaysAfterToday) {
 }
 
 TEST(MeetingTimes, EventsAreBusyWindows) {
-  struct Case {
-    AgendaEvent event;
-    std::string window;
-  };
-  const Case cases[] = {
+  const std::pair<AgendaEvent, std::string> cases[] = {
       {event("2026-03-28T10:00:00+01:00", "2026-03-28T11:00:00+01:00"),
        "2026-03-28T09:00:00Z 2026-03-28T10:00:00Z"},
       {event("2026-03-28T09:00:00.0000000 UTC", "2026-03-28T10:00:00.0000000 UTC"),
@@ -94,11 +90,10 @@ TEST(MeetingTimes, EventsAreBusyWindows) {
   };
   const TimeZone zone("Europe/Berlin");
   const ZonedClock clock;
-  for (const Case& c : cases) {
-    const auto windows = busyWindows({c.event}, clock);
+  for (const auto& [given, window] : cases) {
+    const auto windows = busyWindows({given}, clock);
     EXPECT_EQ(windows.empty() ? "none" : text(windows[0].start) + " " + text(windows[0].end),
-              c.window)
-        << c.event.start;
+              window);
   }
 }
 
@@ -106,103 +101,67 @@ TEST(MeetingTimes, StartsAreFreeHalfHoursOfWorkingDays) {
   struct Case {
     const char* zone;
     const char* day;
-    MeetingHours hours;
-    std::vector<AgendaEvent> events;
+    const char* weekdays;
+    std::int64_t open, close, gap;
+    const char* busy;    // start and end
     std::string starts;  // day of the month and time, as the clock shows them
   };
+  const char* thursday = "2026-03-05T00:00:00Z";
+  const char* halfTen = "2026-03-05T09:30:00Z 2026-03-05T11:00:00Z";
+  const char* allThursday = "2026-03-05 2026-03-06";
   const std::string nextDay = " 6/09:00 6/09:30 6/10:00 6/10:30";
-  // Thursday, 5 March, in the hours of the working days.
   const Case cases[] = {
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 9, 11, 15}, {}, " 5/09:00 5/09:30 5/10:00 5/10:30"},
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5}, 9, 17, 0},
-       {},
-       " 5/09:00 5/09:30 5/10:00 5/10:30 5/11:00 5/11:30 5/12:00 5/12:30 5/13:00 5/13:30 5/14:00 "
-       "5/14:30 5/15:00 5/15:30"},
+      {"UTC", thursday, "5", 9, 11, 15, "", " 5/09:00 5/09:30 5/10:00 5/10:30"},
+      {"UTC", thursday, "5", 9, 17, 0, "",
+       " 5/09:00 5/09:30 5/10:00 5/10:30 5/11:00 5/11:30 "
+       "5/12:00 5/12:30 5/13:00 5/13:30 5/14:00 5/14:30 5/15:00 5/15:30"},
       // Only five days are looked at, and only working ones.
-      {"UTC", "2026-03-06T00:00:00Z", {{5, 3}, 9, 10, 0}, {}, " 10/09:00 10/09:30"},
-      {"UTC", "2026-03-06T00:00:00Z", {{4, 5}, 9, 10, 0}, {}, ""},
+      {"UTC", "2026-03-06T00:00:00Z", "53", 9, 10, 0, "", " 10/09:00 10/09:30"},
+      {"UTC", "2026-03-06T00:00:00Z", "45", 9, 10, 0, "", ""},
       // A buffer of nothing lets a start touch an event, one of a minute does not.
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5}, 9, 12, 0},
-       {event("2026-03-05T09:30:00Z", "2026-03-05T11:00:00Z")},
-       " 5/09:00 5/11:00 5/11:30"},
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5}, 9, 12, 1},
-       {event("2026-03-05T09:30:00Z", "2026-03-05T11:00:00Z")},
-       " 5/11:30"},
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5, 6}, 9, 11, 0},
-       {event("2026-03-05", "2026-03-06")},
-       nextDay},
-      {"America/Los_Angeles",
-       "2026-03-05T08:00:00Z",
-       {{5, 6}, 9, 11, 0},
-       {event("2026-03-05", "2026-03-06")},
-       nextDay},
-      {"Pacific/Kiritimati",
-       "2026-03-04T10:00:00Z",
-       {{5, 6}, 9, 11, 0},
-       {event("2026-03-05", "2026-03-06")},
-       nextDay},
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 9, 11, 0}, {event("0001-01-01", "9999-12-31")}, ""},
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5}, 9, 11, 1LL << 60},
-       {event("2026-03-20T09:30:00Z", "2026-03-20T11:00:00Z")},
-       ""},
-      // What ends before it starts takes no time, unless a start lies around both.
-      {"UTC",
-       "2026-03-05T00:00:00Z",
-       {{5}, 9, 11, 0},
-       {event("2026-03-05T10:00:00Z", "2026-03-05T09:00:00Z")},
+      {"UTC", thursday, "5", 9, 12, 0, halfTen, " 5/09:00 5/11:00 5/11:30"},
+      {"UTC", thursday, "5", 9, 12, 1, halfTen, " 5/11:30"},
+      {"UTC", thursday, "56", 9, 11, 0, allThursday, nextDay},
+      {"America/Los_Angeles", "2026-03-05T08:00:00Z", "56", 9, 11, 0, allThursday, nextDay},
+      {"Pacific/Kiritimati", "2026-03-04T10:00:00Z", "56", 9, 11, 0, allThursday, nextDay},
+      {"UTC", thursday, "5", 9, 11, 0, "0001-01-01 9999-12-31", ""},
+      {"UTC", thursday, "5", 9, 11, 1LL << 60, "2026-03-20T09:30:00Z 2026-03-20T11:00:00Z", ""},
+      {"UTC", thursday, "5", 9, 11, 0, "2026-03-05T10:00:00Z 2026-03-05T09:00:00Z",
        " 5/09:00 5/09:30 5/10:00 5/10:30"},
       // Hours that a day does not have.
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 24, 23, 0}, {}, ""},
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 9, -1, 0}, {}, ""},
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 11, 9, 0}, {}, ""},
-      {"UTC", "2026-03-05T00:00:00Z", {{5}, 22, 23, 0}, {}, " 5/22:00 5/22:30"},
+      {"UTC", thursday, "5", 24, 23, 0, "", ""},
+      {"UTC", thursday, "5", 9, -1, 0, "", ""},
+      {"UTC", thursday, "5", 11, 9, 0, "", ""},
+      {"UTC", thursday, "5", 22, 23, 0, "", " 5/22:00 5/22:30"},
       // The hour from 2 is missing, or comes twice; what comes behind it is in its place.
-      {"Europe/Berlin",
-       "2026-03-28T23:00:00Z",
-       {{1}, 1, 4, 0},
-       {},
+      {"Europe/Berlin", "2026-03-28T23:00:00Z", "1", 1, 4, 0, "",
        " 29/01:00 29/01:30 29/03:00 29/03:30"},
-      {"Europe/Berlin", "2026-03-28T23:00:00Z", {{1}, 2, 4, 0}, {}, " 29/03:00 29/03:30"},
-      {"Europe/Berlin",
-       "2026-10-24T22:00:00Z",
-       {{1}, 2, 4, 0},
-       {},
+      {"Europe/Berlin", "2026-03-28T23:00:00Z", "1", 2, 4, 0, "", " 29/03:00 29/03:30"},
+      {"Europe/Berlin", "2026-10-24T22:00:00Z", "1", 2, 4, 0, "",
        " 25/02:00 25/02:30 25/02:00 25/02:30 25/03:00 25/03:30"},
-      {"Europe/Berlin",
-       "2026-03-28T23:00:00Z",
-       {{1, 2}, 22, 23, 0},
-       {},
+      {"Europe/Berlin", "2026-03-28T23:00:00Z", "12", 22, 23, 0, "",
        " 29/22:00 29/22:30 30/22:00 30/22:30"},
-      {"Europe/Berlin",
-       "2026-10-24T22:00:00Z",
-       {{1, 2}, 9, 10, 0},
-       {event("2026-10-25T08:00:00Z", "2026-10-25T08:30:00Z")},
-       " 25/09:30 26/09:00 26/09:30"},
-      {"America/Sao_Paulo", "2018-11-04T03:00:00Z", {{1}, 0, 2, 0}, {}, " 4/01:00 4/01:30"},
+      {"Europe/Berlin", "2026-10-24T22:00:00Z", "12", 9, 10, 0,
+       "2026-10-25T08:00:00Z 2026-10-25T08:30:00Z", " 25/09:30 26/09:00 26/09:30"},
+      {"America/Sao_Paulo", "2018-11-04T03:00:00Z", "1", 0, 2, 0, "", " 4/01:00 4/01:30"},
   };
   const TimeZone zone("UTC");
   for (const Case& c : cases) {
     TimeZone::set(c.zone);
     const ZonedClock clock;
+    MeetingHours hours{{}, c.open, c.close, c.gap};
+    for (const char digit : std::string(c.weekdays)) hours.weekdays.push_back(digit - '0');
+    const std::string busy = c.busy;
+    const std::size_t blank = std::min(busy.find(' '), busy.size());
+    const auto windows = busyWindows({event(busy.substr(0, blank), busy.substr(blank))}, clock);
     std::string starts;
-    for (const TimePoint start :
-         allowedStarts(moment(c.day), c.hours, busyWindows(c.events, clock), clock)) {
+    for (const TimePoint start : allowedStarts(moment(c.day), hours, windows, clock)) {
       const LocalTime local = clock.localTime(start);
       char shown[32];
       std::snprintf(shown, sizeof shown, " %d/%02d:%02d", local.day, local.hour, local.minute);
       starts += shown;
     }
-    EXPECT_EQ(starts, c.starts) << c.zone << c.day;
+    EXPECT_EQ(starts, c.starts) << c.zone << c.day << c.open;
   }
 }
 
