@@ -43,6 +43,8 @@ std::span<const Route<GoogleStandIn>> GoogleStandIn::routes() {
       {"POST", "/gmail/v1/users/me/messages/*/modify", "modify", true, &S::modifyMessage},
       {"GET", "/gmail/v1/users/me/labels", "labels", true, &S::listLabels},
       {"POST", "/gmail/v1/users/me/labels", "label", true, &S::createLabel},
+      {"GET", "/calendar/v3/users/me/calendarList", "calendars", true, &S::listCalendars},
+      {"GET", "/calendar/v3/calendars/*/events", "events", true, &S::listEvents},
   };
   return all;
 }
@@ -73,8 +75,11 @@ std::optional<HttpResponse> GoogleStandIn::refusedToken(const ServedRequest& req
                        "Request had invalid authentication credentials. Expected OAuth 2 access "
                        "token, login cookie or other valid authentication credential.");
   }
-  const bool isGmail = target.segments.front() == "gmail";
-  if (isGmail && tokens_.scopeOf(token).find("/auth/gmail.modify") == std::string::npos) {
+  const std::string& service = target.segments.front();
+  const char* needed = service == "gmail"      ? "/auth/gmail.modify"
+                       : service == "calendar" ? "/auth/calendar"
+                                               : "";
+  if (tokens_.scopeOf(token).find(needed) == std::string::npos) {
     return googleError(403, "PERMISSION_DENIED", "insufficientPermissions",
                        "Request had insufficient authentication scopes.");
   }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sandbox/CalendarStore.h"
 #include "sandbox/GmailStore.h"
 #include "sandbox/Routes.h"
 #include "sandbox/TokenIssuer.h"
@@ -20,9 +21,9 @@ struct GoogleAccount {
   std::string clientSecret = {};
 };
 
-/// Answers like Google for one person: sign-in page, tokens, user information and Gmail, all below
-/// one base URL. What the real services refuse is refused with the same kind of error object. Safe
-/// to call from any thread.
+/// Answers like Google for one person: sign-in page, tokens, user information, Gmail and
+/// Calendar, all below one base URL. What the real services refuse is refused with the same kind of
+/// error object. Safe to call from any thread.
 class GoogleStandIn {
  public:
   explicit GoogleStandIn(GoogleAccount account = {});
@@ -48,11 +49,16 @@ class GoogleStandIn {
   /// What was sent, decoded, oldest first.
   std::vector<std::string> sentMail() const;
 
+  /// The primary calendar is there from the start; its id is the address.
+  void addCalendar(std::string id);
+  /// Into the primary calendar, unless another is named.
+  void addEvent(CalendarEvent event, const std::string& calendarId = {});
+
   /// The next request of a kind gets this answer.
   void answerNext(std::string_view kind, HttpResponse answer);
 
   /// Requests by kind: page, token, userinfo, list, message, message.raw, message.minimal,
-  /// message.metadata, labels, label, modify, send.
+  /// message.metadata, labels, label, modify, send, calendars, events.
   std::map<std::string, int> requestCounts() const;
 
  private:
@@ -66,6 +72,9 @@ class GoogleStandIn {
   HttpResponse listLabels(const ServedRequest& request, const RequestTarget& target);
   HttpResponse createLabel(const ServedRequest& request, const RequestTarget& target);
 
+  HttpResponse listCalendars(const ServedRequest& request, const RequestTarget& target);
+  HttpResponse listEvents(const ServedRequest& request, const RequestTarget& target);
+
   static std::span<const Route<GoogleStandIn>> routes();
   std::optional<HttpResponse> refusedToken(const ServedRequest& request,
                                            const RequestTarget& target) const;
@@ -74,6 +83,7 @@ class GoogleStandIn {
   mutable std::mutex lock_;
   TokenIssuer tokens_{"ya29.", TokenIssuer::Refreshing::keepsToken};
   GmailStore store_;
+  CalendarStore calendars_{account_.email};
   RequestLedger ledger_;
 };
 

@@ -46,6 +46,9 @@ std::span<const Route<MicrosoftStandIn>> MicrosoftStandIn::routes() {
       {"GET", "/v1.0/me/messages/*/$value", "raw", true, &S::getRaw},
       {"POST", "/v1.0/me/messages/*/reply", "reply", true, &S::replyTo},
       {"POST", "/v1.0/me/sendMail", "send", true, &S::sendMail},
+      {"GET", "/v1.0/me/calendars", "calendars", true, &S::listCalendars},
+      {"GET", "/v1.0/me/calendarView", "view", true, &S::viewCalendar},
+      {"GET", "/v1.0/me/calendars/*/calendarView", "view", true, &S::viewCalendar},
   };
   return all;
 }
@@ -57,7 +60,7 @@ HttpResponse MicrosoftStandIn::operator()(const ServedRequest& request) {
   if (route == nullptr) return graphError(404, "ResourceNotFound", "Resource not found.");
   if (auto laidIn = ledger_.enter(route->kind)) return std::move(*laidIn);
   if (route->needsToken) {
-    if (auto refusal = refusedToken(request)) return std::move(*refusal);
+    if (auto refusal = refusedToken(request, target)) return std::move(*refusal);
   }
   try {
     return (this->*route->answer)(request, target);
@@ -66,7 +69,8 @@ HttpResponse MicrosoftStandIn::operator()(const ServedRequest& request) {
   }
 }
 
-std::optional<HttpResponse> MicrosoftStandIn::refusedToken(const ServedRequest& request) const {
+std::optional<HttpResponse> MicrosoftStandIn::refusedToken(const ServedRequest& request,
+                                                           const RequestTarget& target) const {
   const auto refused = [](const char* message) {
     return graphError(401, "InvalidAuthenticationToken", message);
   };
@@ -83,6 +87,11 @@ std::optional<HttpResponse> MicrosoftStandIn::refusedToken(const ServedRequest& 
   }
   if (isForeignScope(tokens_.scopeOf(token))) {
     return refused("Access token validation failure. Invalid audience.");
+  }
+  const bool isCalendar = target.segments.size() > 2 && target.segments[2].starts_with("calendar");
+  if (isCalendar && tokens_.scopeOf(token).find("Calendars.Read") == std::string::npos) {
+    return graphError(403, "ErrorAccessDenied",
+                      "Access is denied. Check credentials and try again.");
   }
   return std::nullopt;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sandbox/CalendarStore.h"
 #include "sandbox/OutlookStore.h"
 #include "sandbox/Routes.h"
 #include "sandbox/TokenIssuer.h"
@@ -42,9 +43,9 @@ struct OutlookDelivery {
   std::vector<std::string> categories = {};
 };
 
-/// Answers like Microsoft for one person: sign-in page, tokens, and mail through Graph v1.0, all
-/// below one base URL. Refresh tokens are good once. What the real services refuse is refused with
-/// the same kind of error object. Safe to call from any thread.
+/// Answers like Microsoft for one person: sign-in page, tokens, and mail and calendars through
+/// Graph v1.0, all below one base URL. Refresh tokens are good once. What the real services refuse
+/// is refused with the same kind of error object. Safe to call from any thread.
 class MicrosoftStandIn {
  public:
   explicit MicrosoftStandIn(MicrosoftAccount account = {});
@@ -72,11 +73,16 @@ class MicrosoftStandIn {
   /// {"comment": …, "inReplyTo": id} of a reply.
   std::vector<nlohmann::json> sentMail() const;
 
+  /// A default calendar is there from the start.
+  void addCalendar(std::string id);
+  /// Into the default calendar, unless another is named.
+  void addEvent(CalendarEvent event, const std::string& calendarId = {});
+
   /// The next request of a kind gets this answer.
   void answerNext(std::string_view kind, HttpResponse answer);
 
   /// Requests by kind: page, token, me, folders, folder, list, recent, message, raw, patch, reply,
-  /// send.
+  /// send, calendars, view.
   std::map<std::string, int> requestCounts() const;
 
  private:
@@ -93,8 +99,12 @@ class MicrosoftStandIn {
   HttpResponse replyTo(const ServedRequest& request, const RequestTarget& target);
   HttpResponse sendMail(const ServedRequest& request, const RequestTarget& target);
 
+  HttpResponse listCalendars(const ServedRequest& request, const RequestTarget& target);
+  HttpResponse viewCalendar(const ServedRequest& request, const RequestTarget& target);
+
   static std::span<const Route<MicrosoftStandIn>> routes();
-  std::optional<HttpResponse> refusedToken(const ServedRequest& request) const;
+  std::optional<HttpResponse> refusedToken(const ServedRequest& request,
+                                           const RequestTarget& target) const;
   HttpResponse listed(std::string_view folderId, const RequestTarget& target) const;
   std::optional<HttpResponse> refusedQuery(const ODataQuery& query) const;
   nlohmann::json folderResource(const OutlookStore::Folder& folder) const;
@@ -103,6 +113,7 @@ class MicrosoftStandIn {
   mutable std::mutex lock_;
   TokenIssuer tokens_{"EwB", TokenIssuer::Refreshing::rotatesToken};
   OutlookStore store_;
+  CalendarStore calendars_{"AQMk/Default+Calendar="};
   std::vector<nlohmann::json> sent_;
   TenantRefusals refusals_;
   RequestLedger ledger_;

@@ -5,6 +5,7 @@
 
 #include "sandbox/JsonAnswer.h"
 #include "sandbox/LeadReading.h"
+#include "sandbox/MeetingDraft.h"
 #include "sandbox/PromptReader.h"
 #include "sandbox/RuleChoice.h"
 #include "sandbox/Words.h"
@@ -48,7 +49,8 @@ std::string replyTo(const std::string& system, const std::string& user) {
   }
   const RuleChoice choice = chosenRule(rules, mail);
   const OfferedRule& rule = rules[choice.index];
-  const json draft = rule.wantsReply ? json(stockReply(mail)) : json(nullptr);
+  const json draft =
+      rule.wantsReply ? json(meetingDraft(system, mail).value_or(stockReply(mail))) : json(nullptr);
   return jsonText(
       {{"rule_id", rule.id}, {"confidence", choice.confidence}, {"draft_reply", draft}});
 }

@@ -21,6 +21,11 @@ void deliverSamples(ProviderServers& providers) {
   for (const auto& file : outlookSampleFiles()) {
     providers.microsoft.deliver(sampleMessage(file, now));
   }
+  using namespace std::chrono;
+  const InternetMoment tomorrow = floor<days>(now) + days(1);
+  providers.google.addEvent({"Stand-up", tomorrow + hours(9), tomorrow + hours(10)});
+  providers.google.addEvent({"Trade fair", tomorrow + days(1), tomorrow + days(2), true});
+  providers.microsoft.addEvent({"Planning", tomorrow + hours(13), tomorrow + hours(15)});
 }
 
 void tellHowToUse(const ProgramHome& home, const std::string& program) {

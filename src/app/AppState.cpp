@@ -46,7 +46,8 @@ AppState::AppState(AppServices services)
                                                            .log = services_.sync.log,
                                                            .observer = services_.observer,
                                                            .actions = actions_,
-                                                           .providers = services_.providers});
+                                                           .providers = services_.providers,
+                                                           .meetings = services_.meetings});
   };
   worker_ = std::make_shared<MailSyncWorker>(services_.sync, std::move(makeProcessor));
   services_.configStore.setObserver([this] { changed(); });

@@ -29,6 +29,8 @@ struct AppServices {
   /// None where all mailboxes are IMAP.
   ProviderMail* providers = nullptr;
   CRMClients crm;
+  /// What the model is told of their calendars; none where all mailboxes are IMAP.
+  MeetingContext* meetings = nullptr;
   /// The sign-ins of these mailboxes; none where all mailboxes are IMAP.
   OAuthCredentialStore* credentials = nullptr;
   SuggestionPresenter& presenter;

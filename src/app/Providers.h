@@ -1,6 +1,8 @@
 #pragma once
 
+#include "classification/MeetingContext.h"
 #include "config/KeychainHelper.h"
+#include "crm/CalendarService.h"
 #include "crm/DataverseClient.h"
 #include "crm/SalesforceLeads.h"
 #include "crm/SalesforceSessions.h"
@@ -45,6 +47,9 @@ class Providers {
   AccessTokens& tokens() { return tokens_; }
   GmailAPIClient& gmail() { return gmail_; }
   GraphMailClient& graph() { return graph_; }
+  CalendarService& calendars() { return calendars_; }
+  UserCalendar userCalendar() const { return userCalendar_; }
+  MeetingContext& meetings() { return meetings_; }
   ProviderMail& mail() { return mail_; }
   ProviderSync& sync() { return sync_; }
   CRMClients crm() {
@@ -64,6 +69,9 @@ class Providers {
   GmailLabelCache labels_;
   GmailAPIClient gmail_;
   GraphMailClient graph_;
+  CalendarService calendars_;
+  UserCalendar userCalendar_;
+  MeetingContext meetings_;
   ProviderMailbox mail_;
   ProviderSync sync_;
   DataverseClient dataverse_;

@@ -40,5 +40,6 @@ void addSignInCommand(const CommandSyntax& program);
 void addConnectionCommand(const CommandSyntax& program);
 void addAutomationCommand(const CommandSyntax& program);
 void addLeadCommand(const CommandSyntax& program);
+void addAgendaCommands(const CommandSyntax& program);
 
 }  // namespace halcyra

@@ -13,7 +13,7 @@ constexpr halcyra::CommandRegistration commands[] = {
     halcyra::addPrefilterCommand, halcyra::addConfigCommand,     halcyra::addSecretCommand,
     halcyra::addMailboxCommand,   halcyra::addSuggestCommand,    halcyra::addSendTestCommand,
     halcyra::addSignInCommand,    halcyra::addConnectionCommand, halcyra::addAutomationCommand,
-    halcyra::addLeadCommand,
+    halcyra::addLeadCommand,      halcyra::addAgendaCommands,
 };
 
 // A file opened later must not become the standard output of a program that was started without

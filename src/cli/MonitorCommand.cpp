@@ -188,6 +188,7 @@ int monitor(const MonitorOptions& options, Session& session) {
                   .notifications = app.notifications(),
                   .providers = &providers.mail(),
                   .crm = providers.crm(),
+                  .meetings = &providers.meetings(),
                   .credentials = &providers.credentials(),
                   .presenter = *face,
                   .observer = *face,

@@ -54,6 +54,14 @@ std::string AppConfig::mailboxLabel(std::string_view accountId) const {
   return std::string(username.empty() ? "Legacy IMAP" : username);
 }
 
+std::vector<std::int64_t> AppConfig::workingWeekdaySet() const {
+  std::vector<std::int64_t> days;
+  for (const std::int64_t day : meetingWorkingWeekdays) {
+    if (day >= 1 && day <= 7 && std::ranges::count(days, day) == 0) days.push_back(day);
+  }
+  return days.empty() ? AppConfig().meetingWorkingWeekdays : days;
+}
+
 std::optional<CustomAutomation> AppConfig::customAutomation(std::string_view id) const {
   const auto found = std::ranges::find(customAutomations, id, &CustomAutomation::id);
   if (found == customAutomations.end()) return std::nullopt;

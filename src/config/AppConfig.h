@@ -240,6 +240,10 @@ struct AppConfig {
   /// The rules for mail that came in at one mailbox, catch-all last; empty when none applies.
   std::vector<MailRule> rulesForMailbox(std::string_view accountId) const;
 
+  /// The days of `meetingWorkingWeekdays` that a week has, in stored order and each once; the
+  /// default days when none is left.
+  std::vector<std::int64_t> workingWeekdaySet() const;
+
   /// The automation with exactly this id.
   std::optional<CustomAutomation> customAutomation(std::string_view id) const;
 

@@ -3,13 +3,13 @@
 #include <array>
 #include <cstdio>
 
+#include "platform/LocalDay.h"
+
 namespace halcyra {
 
 DayInterval currentDay(const Clock& clock) {
-  // Well inside the next day, whatever its own and today's length.
-  constexpr std::chrono::hours onwards(36);
   const TimePoint start = clock.startOfLocalDay(clock.now());
-  return {start, clock.startOfLocalDay(start + onwards)};
+  return {start, nextLocalDay(clock, start)};
 }
 
 std::string slashedDate(const Clock& clock, TimePoint moment) {

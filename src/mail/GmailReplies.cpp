@@ -38,16 +38,6 @@ std::string subjectOf(const json& payload) {
   return subject == headers.end() ? std::string() : subject->value;
 }
 
-// A text that is not empty, where the value has one under the key. Lenient, for error bodies.
-std::optional<std::string> wordsIn(const json& value, std::string_view key) {
-  if (!value.is_object()) return std::nullopt;
-  const auto found = value.find(key);
-  if (found == value.end() || !found->is_string()) return std::nullopt;
-  const auto& text = found->get_ref<const std::string&>();
-  if (text.empty()) return std::nullopt;
-  return text;
-}
-
 std::optional<std::string> errorMessage(std::string_view body) {
   json document;
   try {

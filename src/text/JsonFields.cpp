@@ -83,4 +83,13 @@ std::vector<std::string> textsField(const json& object, std::string_view key) {
   });
 }
 
+std::optional<std::string> wordsIn(const json& value, std::string_view key) {
+  if (!value.is_object()) return std::nullopt;
+  const auto found = value.find(key);
+  if (found == value.end() || !found->is_string()) return std::nullopt;
+  const auto& text = found->get_ref<const std::string&>();
+  if (text.empty()) return std::nullopt;
+  return text;
+}
+
 }  // namespace halcyra

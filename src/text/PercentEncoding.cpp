@@ -13,13 +13,16 @@ bool isUnreserved(char c) {
          c == '.' || c == '_' || c == '~';
 }
 
-}  // namespace
+bool isPathCharacter(char c) {
+  constexpr std::string_view others = "!$&'()*+,;=:@";
+  return isUnreserved(c) || others.find(c) != others.npos;
+}
 
-std::string percentEncoded(std::string_view text) {
+std::string encodedUnless(bool (*staysAsItIs)(char), std::string_view text) {
   constexpr const char* digits = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
-    if (isUnreserved(c)) {
+    if (staysAsItIs(c)) {
       encoded += c;
       continue;
     }
@@ -27,6 +30,16 @@ std::string percentEncoded(std::string_view text) {
     encoded += {'%', digits[byte >> 4], digits[byte & 15]};
   }
   return encoded;
+}
+
+}  // namespace
+
+std::string percentEncoded(std::string_view text) {
+  return encodedUnless(isUnreserved, text);
+}
+
+std::string pathSegmentEncoded(std::string_view text) {
+  return encodedUnless(isPathCharacter, text);
 }
 
 std::string percentDecoded(std::string_view text) {

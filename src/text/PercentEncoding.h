@@ -11,6 +11,10 @@ namespace halcyra {
 /// All but the unreserved characters as %XX (RFC 3986, sections 2.1 and 2.3).
 std::string percentEncoded(std::string_view text);
 
+/// One segment of a path: all but the characters that may stand in it as they are (RFC 3986,
+/// section 3.3) as %XX. A slash is encoded.
+std::string pathSegmentEncoded(std::string_view text);
+
 /// With each %XX replaced by its byte and the result repaired to UTF-8. A "%" without two
 /// hexadecimal digits behind it stays.
 std::string percentDecoded(std::string_view text);

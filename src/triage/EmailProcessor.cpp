@@ -110,9 +110,11 @@ Task<std::optional<ClassificationResult>> EmailProcessor::askModel(Case& c) {
                                    .model = c.config.llmModel,
                                    .temperature = c.config.llmTemperature,
                                    .apiKey = c.secrets.llmAPIKey});
+  Task<std::string> looking = calendarContext(c);
+  const std::string calendar = co_await std::move(looking);
   std::string failure;
   try {
-    std::string system = composeClassificationSystemPrompt(c.config, c.account.id, std::nullopt);
+    std::string system = composeClassificationSystemPrompt(c.config, c.account.id, calendar);
     std::string user = classificationUserMessage(c.mail.classificationEmailText());
     Task<ClassificationResult> asking =
         model.classify(std::move(system), std::move(user), c.config.llmMaxBodyChars);
@@ -122,6 +124,12 @@ Task<std::optional<ClassificationResult>> EmailProcessor::askModel(Case& c) {
   }
   logAbout(c, "LLM error: " + shownModelFailure(failure, c.mail));
   co_return std::nullopt;
+}
+
+Task<std::string> EmailProcessor::calendarContext(Case& c) {
+  if (services_.meetings == nullptr) co_return std::string();
+  Task<std::string> looking = services_.meetings->meetingContext(c.account, c.config);
+  co_return co_await std::move(looking);
 }
 
 Task<bool> EmailProcessor::handleLowConfidence(Case& c, const ClassificationResult& answer) {

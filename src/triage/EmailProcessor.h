@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "classification/LLMClient.h"
+#include "classification/MeetingContext.h"
 #include "config/AppConfig.h"
 #include "config/ProcessedMessageStore.h"
 #include "mail/ParsedMail.h"
@@ -35,6 +36,8 @@ struct TriageServices {
   RuleActions& actions;
   /// None while all mailboxes are IMAP.
   ProviderMail* providers = nullptr;
+  /// None where the model is told of no calendar.
+  MeetingContext* meetings = nullptr;
 };
 
 /// Decides what happens to one mail: handled before, quiet hours, bulk mail, which rule, which
@@ -53,6 +56,7 @@ class EmailProcessor {
   Task<bool> decide(Case& c);
   Task<bool> skipAsBulk(Case& c, PrefilterSkipReason reason);
   Task<std::optional<ClassificationResult>> askModel(Case& c);
+  Task<std::string> calendarContext(Case& c);
   Task<bool> handleLowConfidence(Case& c, const ClassificationResult& answer);
   const MailRule* chooseRule(const Case& c, std::string_view answeredId);
   Task<bool> dispatch(Case& c, const MailRule& rule, const ClassificationResult& answer);

@@ -64,6 +64,23 @@ TEST(ModelStandIn, AnswersTheRealClientOverHttp) {
     EXPECT_EQ(result.draftReply.has_value(), !each.draftPart.empty()) << each.mail;
     EXPECT_NE(result.draftReply.value_or("").find(each.draftPart), std::string::npos) << each.mail;
   }
+
+  // A mail that asks for a meeting gets the first start that may be proposed.
+  const std::string starts =
+      "you may only propose starts from this list:\n- Friday, 9:00\n- Friday";
+  const std::pair<std::string, std::string> contexts[] = {
+      {"### Meeting scheduling guardrails\n" + starts, "How about Friday, 9:00? "},
+      {"### Meeting scheduling guardrails\ndo **not** propose any times",
+       "Could you send me two or three times"},
+      {"", "I am looking into it"}};
+  for (const auto& [context, part] : contexts) {
+    const auto result = runTask(
+        client.classify(composeClassificationSystemPrompt(shop(), "any", context),
+                        classificationUserMessage("Subject: Help\n\nCan we meet? I need help with "
+                                                  "a problem."),
+                        12000));
+    EXPECT_NE(result.draftReply.value_or("").find(part), std::string::npos) << context;
+  }
   EXPECT_EQ(runTask(client.completeFreeText("Answer.", "Hello", 100)),
             "This is the sandbox stand-in, not a real model. A real model would answer here.");
   EXPECT_EQ(server.connectionCount(), 1u);

@@ -109,6 +109,18 @@ TEST(Mailboxes, AccountsOrTheLegacyMailbox) {
   EXPECT_TRUE(config.monitoredMailAccounts().empty());
 }
 
+TEST(Meetings, WorkingDaysAreThoseThatAWeekHas) {
+  using Days = std::vector<std::int64_t>;
+  const Days usual = {2, 3, 4, 5, 6};
+  const std::pair<Days, Days> cases[] = {
+      {{7, 1, 7, 3}, {7, 1, 3}}, {{0, 8, -1, 4}, {4}}, {{0, 8}, usual}, {{}, usual}};
+  for (const auto& [stored, days] : cases) {
+    AppConfig config;
+    config.meetingWorkingWeekdays = stored;
+    EXPECT_EQ(config.workingWeekdaySet(), days);
+  }
+}
+
 TEST(Tags, ThePrefiltersOwnThenTheCommonOne) {
   AppConfig config;
   using enum PrefilterSkipReason;

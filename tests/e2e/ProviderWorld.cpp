@@ -22,6 +22,7 @@ ProviderWorld::ProviderWorld() : model(ruleOfSubject) {
   home.settings["prefilterMarketingEnabled"] = true;
   home.settings["prefilterSkippedTagGmailPromotions"] = "Bulk";
   home.settings["prefilterSkippedTagOutlookOther"] = "Bulk";
+  home.settings["meetingIncludeSentMailVoice"] = false;
   home.settings["llmBaseURL"] = model.baseURL();
   home.save();
   home.storeSecret("llm.apiKey", "key");

@@ -9,8 +9,9 @@
 namespace halcyra {
 
 /// A world with a Gmail mailbox "g" and an Outlook mailbox "o", both without a sign-in, their
-/// providers on loopback ports, and a model that chooses the rule whose id is the subject. Besides
-/// the rules of every world there are "forward" to boss@y.org and "tagged", which only tags.
+/// providers on loopback ports, and a model that chooses the rule whose id is the subject. Sent
+/// mail is not read for its tone. Besides the rules of every world there are "forward" to
+/// boss@y.org and "tagged", which only tags.
 struct ProviderWorld : World {
   static constexpr const char* gmailAddress = "person@gmail.example";
   static constexpr const char* outlookAddress = "person@outlook.example";

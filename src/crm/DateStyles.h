@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Clock.h"
+
+namespace halcyra {
+
+/// Dates and times in the words of a locale. Built once and used for all; any thread may call.
+class DateStyles {
+ public:
+  /// `locale` as in "de_DE" or "de_DE.UTF-8". Throws std::runtime_error when the library of locales
+  /// has no data at all.
+  explicit DateStyles(const std::string& locale);
+  ~DateStyles();
+
+  /// Medium date and short time, "Mar 5, 2026, 2:30 PM".
+  std::string dateAndTime(const LocalTime& time) const;
+  /// Medium, "Mar 5, 2026".
+  std::string date(const LocalTime& time) const;
+  /// "March 5, 2026".
+  std::string longDate(const LocalTime& time) const;
+  /// "Sun" for 1 to "Sat" for 7.
+  std::string shortWeekday(int weekday) const;
+
+ private:
+  struct Formatters;
+  std::unique_ptr<const Formatters> formatters_;
+};
+
+/// Those of the user's locale for dates, from the environment of the program's start.
+const DateStyles& userDateStyles();
+
+}  // namespace halcyra
