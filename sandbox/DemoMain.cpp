@@ -201,6 +201,7 @@ int runDemo() {
       std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "halcyra-cli";
   DemoModel model;
   DemoOffice office;
+  const std::vector<std::string> appointments = fillCalendar(office);
   std::vector<DemoRow> rows = deliverSamples(office);
   ProgramHome home(program);
   configure(home, office, model);
@@ -214,7 +215,8 @@ int runDemo() {
   const std::vector<ProviderSent> provided = sentThroughProviders(office);
   const std::vector<DemoLead> leads = leadsOf(office);
 
-  std::cout << demoReport(office.mailboxes(), rows, thisScreen()) << leadReport(leads, thisScreen())
+  std::cout << demoReport(office.mailboxes(), rows, thisScreen())
+            << calendarReport(appointments, thisScreen()) << leadReport(leads, thisScreen())
             << submissionReport(submitted, thisScreen()) << providerReport(provided, thisScreen());
   sumUp(rows, took);
   if (!everythingAsPromised(rows, submitted.size() + provided.size(), leads.size())) {

@@ -1,6 +1,7 @@
 // The inboxes of the demo: what is put into them and what they hold afterwards.
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 
 #include "sandbox/DemoSetup.h"
@@ -14,16 +15,22 @@ using std::chrono::system_clock;
 
 constexpr std::chrono::minutes betweenMessages(7);
 
+// Minutes after midnight of today, or of a later day.
+system_clock::time_point localTime(int day, int minutes) {
+  const std::time_t now = system_clock::to_time_t(system_clock::now());
+  std::tm local{};
+  localtime_r(&now, &local);
+  local.tm_mday += day;
+  local.tm_hour = minutes / 60;
+  local.tm_min = minutes % 60;
+  local.tm_sec = 0;
+  local.tm_isdst = -1;
+  return system_clock::from_time_t(std::mktime(&local));
+}
+
 // Sample times lie in the minutes before now, but never before today.
 system_clock::time_point minutesAgo(int minutes) {
-  const auto now = system_clock::now();
-  const std::time_t seconds = system_clock::to_time_t(now);
-  std::tm local{};
-  localtime_r(&seconds, &local);
-  local.tm_hour = local.tm_min = local.tm_sec = 0;
-  local.tm_isdst = -1;
-  const auto midnight = system_clock::from_time_t(std::mktime(&local));
-  return std::max(midnight, now - std::chrono::minutes(minutes));
+  return std::max(localTime(0, 0), system_clock::now() - std::chrono::minutes(minutes));
 }
 
 // The value of a header that the samples write on one line.
@@ -104,6 +111,31 @@ std::vector<DemoMailbox> DemoOffice::mailboxes() const {
   return {{"office", std::string(user) + " · IMAP"},
           {"gmail", std::string(gmailUser) + " · Gmail"},
           {"outlook", std::string(outlookUser) + " · Outlook"}};
+}
+
+std::vector<std::string> fillCalendar(DemoOffice& office) {
+  constexpr int days = 10;
+  struct Appointment {
+    const char* title;
+    int from, to;
+  };
+  constexpr Appointment daily[] = {{"Stand-up", 9 * 60, 9 * 60 + 30},
+                                   {"Sawing in workshop 2", 10 * 60, 11 * 60 + 30},
+                                   {"Lunch with the printers", 12 * 60 + 30, 13 * 60 + 30}};
+  std::vector<std::string> notes;
+  for (const auto& [title, from, to] : daily) {
+    for (int day = 1; day <= days; ++day) {
+      const auto at = [day](int minutes) {
+        return std::chrono::floor<std::chrono::milliseconds>(localTime(day, minutes));
+      };
+      office.providers.microsoft.addEvent({title, at(from), at(to)});
+    }
+    char hours[64];
+    std::snprintf(hours, sizeof hours, "%02d:%02d to %02d:%02d  ", from / 60, from % 60, to / 60,
+                  to % 60);
+    notes.push_back(hours + std::string(title));
+  }
+  return notes;
 }
 
 std::vector<DemoRow> deliverSamples(DemoOffice& office) {

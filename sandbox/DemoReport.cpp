@@ -204,6 +204,20 @@ std::string submissionReport(const std::vector<SubmittedMessage>& messages, cons
   return out.str();
 }
 
+std::string calendarReport(const std::vector<std::string>& appointments, const Screen& screen) {
+  const Painter paint(screen.colours);
+  const std::string left(margin, ' ');
+  std::ostringstream out;
+  out << "\n"
+      << left << paint.bold("The Outlook calendar that a proposed meeting has to fit") << "\n\n"
+      << left << "Each of the next ten days" << paint.faint(" · 15 minutes free around a meeting")
+      << "\n";
+  for (const std::string& appointment : appointments) {
+    out << left << paint.faint("│ ") << appointment << "\n";
+  }
+  return out.str();
+}
+
 std::string leadReport(const std::vector<DemoLead>& leads, const Screen& screen) {
   const Painter paint(screen.colours);
   const std::string left(margin, ' ');

@@ -69,6 +69,9 @@ Screen thisScreen();
 std::string demoReport(const std::vector<DemoMailbox>& mailboxes, const std::vector<DemoRow>& rows,
                        const Screen& screen);
 
+/// The appointments of each day that a proposed meeting has to fit.
+std::string calendarReport(const std::vector<std::string>& appointments, const Screen& screen);
+
 /// What the CRMs hold, long fields shortened.
 std::string leadReport(const std::vector<DemoLead>& leads, const Screen& screen);
 

@@ -51,6 +51,10 @@ struct DemoOffice {
   ProviderServers providers;
 };
 
+/// Puts the same appointments into the Outlook calendar for each of the next days, and gives them
+/// as a person would note them.
+std::vector<std::string> fillCalendar(DemoOffice& office);
+
 /// Puts the samples into the inboxes, one of them as of yesterday.
 std::vector<DemoRow> deliverSamples(DemoOffice& office);
 
