@@ -138,7 +138,7 @@ TEST(LeadClients, ARefusalIsToldInTheServersWords) {
       {503, "", "HTTP 503", "HTTP 503"},
       {302, "\xFF", "HTTP 302", "HTTP 302"},
       {400, R"([{"message":"to/ken to\/ken to\u002fken"}])",
-       R"([{"message":"*** *** to\u002fken"}])", "*** *** ***"},
+       R"([{"message":"*** *** ***"}])", "*** *** ***"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.body);
