@@ -119,14 +119,4 @@ void DataverseStandIn::answerWithoutRecord() {
   givesRecord_ = false;
 }
 
-void DataverseStandIn::answerNext(std::string_view kind, HttpResponse answer) {
-  const std::lock_guard guard(lock_);
-  ledger_.layIn(kind, std::move(answer));
-}
-
-std::map<std::string, int> DataverseStandIn::requestCounts() const {
-  const std::lock_guard guard(lock_);
-  return ledger_.counts();
-}
-
 }  // namespace halcyra::sandbox

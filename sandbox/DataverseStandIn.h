@@ -1,22 +1,20 @@
 #pragma once
 
 #include <functional>
-#include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "sandbox/LoopbackHttpServer.h"
-#include "sandbox/Routes.h"
+#include "sandbox/StandIn.h"
 
 namespace halcyra::sandbox {
 
 /// Answers like the Dataverse Web API of one environment, which holds leads and nothing else. A
 /// token must have been issued for this environment. What the real service refuses is refused with
-/// the same kind of error object. Safe to call from any thread.
-class DataverseStandIn {
+/// the same kind of error object. Safe to call from any thread. Kind of requests: lead.
+class DataverseStandIn : public StandIn {
  public:
   /// The address that users configure and tokens are asked for.
   static constexpr const char* environment = "https://alder.crm.example";
@@ -34,19 +32,13 @@ class DataverseStandIn {
   /// Later answers are empty, as from a server that passes over the preference for a record.
   void answerWithoutRecord();
 
-  /// The next request of the kind "lead" gets this answer.
-  void answerNext(std::string_view kind, HttpResponse answer);
-  std::map<std::string, int> requestCounts() const;
-
  private:
   std::optional<HttpResponse> refused(const ServedRequest& request) const;
   HttpResponse createLead(const ServedRequest& request);
 
   const ScopeOfToken scopeOf_;
-  mutable std::mutex lock_;
   std::vector<nlohmann::json> leads_;
   bool givesRecord_ = true;
-  RequestLedger ledger_;
 };
 
 }  // namespace halcyra::sandbox

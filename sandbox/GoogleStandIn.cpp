@@ -168,14 +168,4 @@ std::vector<std::string> GoogleStandIn::sentMail() const {
   return sent;
 }
 
-void GoogleStandIn::answerNext(std::string_view kind, HttpResponse answer) {
-  const std::lock_guard guard(lock_);
-  ledger_.layIn(kind, std::move(answer));
-}
-
-std::map<std::string, int> GoogleStandIn::requestCounts() const {
-  const std::lock_guard guard(lock_);
-  return ledger_.counts();
-}
-
 }  // namespace halcyra::sandbox

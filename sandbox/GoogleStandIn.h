@@ -1,15 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "sandbox/CalendarStore.h"
 #include "sandbox/GmailStore.h"
-#include "sandbox/Routes.h"
+#include "sandbox/StandIn.h"
 #include "sandbox/TokenIssuer.h"
 
 namespace halcyra::sandbox {
@@ -23,8 +21,10 @@ struct GoogleAccount {
 
 /// Answers like Google for one person: sign-in page, tokens, user information, Gmail and
 /// Calendar, all below one base URL. What the real services refuse is refused with the same kind of
-/// error object. Safe to call from any thread.
-class GoogleStandIn {
+/// error object. Safe to call from any thread. Kinds of requests: page, token, userinfo, list,
+/// message, message.raw, message.minimal, message.metadata, labels, label, modify, send, calendars,
+/// events.
+class GoogleStandIn : public StandIn {
  public:
   explicit GoogleStandIn(GoogleAccount account = {});
 
@@ -54,13 +54,6 @@ class GoogleStandIn {
   /// Into the primary calendar, unless another is named.
   void addEvent(CalendarEvent event, const std::string& calendarId = {});
 
-  /// The next request of a kind gets this answer.
-  void answerNext(std::string_view kind, HttpResponse answer);
-
-  /// Requests by kind: page, token, userinfo, list, message, message.raw, message.minimal,
-  /// message.metadata, labels, label, modify, send, calendars, events.
-  std::map<std::string, int> requestCounts() const;
-
  private:
   HttpResponse showPage(const ServedRequest& request, const RequestTarget& target);
   HttpResponse giveToken(const ServedRequest& request, const RequestTarget& target);
@@ -80,11 +73,9 @@ class GoogleStandIn {
                                            const RequestTarget& target) const;
 
   const GoogleAccount account_;
-  mutable std::mutex lock_;
   TokenIssuer tokens_{"ya29.", TokenIssuer::Refreshing::keepsToken};
   GmailStore store_;
   CalendarStore calendars_{account_.email};
-  RequestLedger ledger_;
 };
 
 }  // namespace halcyra::sandbox

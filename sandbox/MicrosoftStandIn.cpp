@@ -209,14 +209,4 @@ std::vector<json> MicrosoftStandIn::sentMail() const {
   return sent_;
 }
 
-void MicrosoftStandIn::answerNext(std::string_view kind, HttpResponse answer) {
-  const std::lock_guard guard(lock_);
-  ledger_.layIn(kind, std::move(answer));
-}
-
-std::map<std::string, int> MicrosoftStandIn::requestCounts() const {
-  const std::lock_guard guard(lock_);
-  return ledger_.counts();
-}
-
 }  // namespace halcyra::sandbox

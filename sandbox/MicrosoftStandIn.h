@@ -1,14 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "sandbox/CalendarStore.h"
 #include "sandbox/OutlookStore.h"
-#include "sandbox/Routes.h"
+#include "sandbox/StandIn.h"
 #include "sandbox/TokenIssuer.h"
 
 namespace halcyra::sandbox {
@@ -45,8 +43,10 @@ struct OutlookDelivery {
 
 /// Answers like Microsoft for one person: sign-in page, tokens, and mail and calendars through
 /// Graph v1.0, all below one base URL. Refresh tokens are good once. What the real services refuse
-/// is refused with the same kind of error object. Safe to call from any thread.
-class MicrosoftStandIn {
+/// is refused with the same kind of error object. Safe to call from any thread. Kinds of requests:
+/// page, token, me, folders, folder, list, recent, message, raw, patch, reply, send, calendars,
+/// view.
+class MicrosoftStandIn : public StandIn {
  public:
   explicit MicrosoftStandIn(MicrosoftAccount account = {});
 
@@ -78,13 +78,6 @@ class MicrosoftStandIn {
   /// Into the default calendar, unless another is named.
   void addEvent(CalendarEvent event, const std::string& calendarId = {});
 
-  /// The next request of a kind gets this answer.
-  void answerNext(std::string_view kind, HttpResponse answer);
-
-  /// Requests by kind: page, token, me, folders, folder, list, recent, message, raw, patch, reply,
-  /// send, calendars, view.
-  std::map<std::string, int> requestCounts() const;
-
  private:
   HttpResponse showPage(const ServedRequest& request, const RequestTarget& target);
   HttpResponse giveToken(const ServedRequest& request, const RequestTarget& target);
@@ -110,13 +103,11 @@ class MicrosoftStandIn {
   nlohmann::json folderResource(const OutlookStore::Folder& folder) const;
 
   const MicrosoftAccount account_;
-  mutable std::mutex lock_;
   TokenIssuer tokens_{"EwB", TokenIssuer::Refreshing::rotatesToken};
   OutlookStore store_;
   CalendarStore calendars_{"AQMk/Default+Calendar="};
   std::vector<nlohmann::json> sent_;
   TenantRefusals refusals_;
-  RequestLedger ledger_;
 };
 
 }  // namespace halcyra::sandbox

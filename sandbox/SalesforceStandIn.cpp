@@ -181,14 +181,4 @@ std::vector<json> SalesforceStandIn::leads() const {
   return leads_;
 }
 
-void SalesforceStandIn::answerNext(std::string_view kind, HttpResponse answer) {
-  const std::lock_guard guard(lock_);
-  ledger_.layIn(kind, std::move(answer));
-}
-
-std::map<std::string, int> SalesforceStandIn::requestCounts() const {
-  const std::lock_guard guard(lock_);
-  return ledger_.counts();
-}
-
 }  // namespace halcyra::sandbox

@@ -1,13 +1,11 @@
 #pragma once
 
-#include <map>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "sandbox/Routes.h"
+#include "sandbox/StandIn.h"
 #include "sandbox/TokenIssuer.h"
 
 namespace halcyra::sandbox {
@@ -22,8 +20,8 @@ struct SalesforceAccount {
 /// Answers like Salesforce for one person: login page, tokens, and the leads of the REST API, all
 /// below one base URL, which it also names as the instance. As with the real service, answers tell
 /// no lifetime of a token. What the real service refuses is refused with the same kind of error.
-/// Safe to call from any thread.
-class SalesforceStandIn {
+/// Safe to call from any thread. Kinds of requests: page, token, lead.
+class SalesforceStandIn : public StandIn {
  public:
   explicit SalesforceStandIn(SalesforceAccount account = {});
 
@@ -39,10 +37,6 @@ class SalesforceStandIn {
   /// The records, oldest first, each with its `id`.
   std::vector<nlohmann::json> leads() const;
 
-  /// The next request of a kind (page, token, lead) gets this answer.
-  void answerNext(std::string_view kind, HttpResponse answer);
-  std::map<std::string, int> requestCounts() const;
-
  private:
   HttpResponse showPage(const ServedRequest& request, const RequestTarget& target);
   HttpResponse giveToken(const ServedRequest& request, const RequestTarget& target);
@@ -53,11 +47,9 @@ class SalesforceStandIn {
   nlohmann::json tokenJson(const ServedRequest& request, const IssuedTokens& tokens) const;
 
   const SalesforceAccount account_;
-  mutable std::mutex lock_;
   TokenIssuer tokens_{"00D", TokenIssuer::Refreshing::keepsToken};
   std::optional<std::string> namedInstance_;
   std::vector<nlohmann::json> leads_;
-  RequestLedger ledger_;
 };
 
 }  // namespace halcyra::sandbox
