@@ -50,7 +50,7 @@ Task<int> sendTo(Session& session, MailSender& sender, SharedIncomingMail incomi
   Task<ReplySent> sending = sender.sendReply(incoming, std::move(text), std::move(smtpPassword));
   const ReplySent sent = co_await std::move(sending);
   if (!sent.succeeded) {
-    complain(session.err, "not sent: " + sent.message.value_or("") + hint);
+    complain(session.err, "the test failed: " + sent.message.value_or("") + hint);
     co_return 1;
   }
   session.out << "sent to " << onOneLine(incoming->mail.from) << " through "

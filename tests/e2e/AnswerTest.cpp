@@ -263,7 +263,7 @@ TEST_F(Answers, TestMessageTellsItsWayOrWhyThereIsNone) {
   world.home.save();
   run = world.run({"send-test", "--mailbox", "m", "--to", "ann@y.org"});
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.errors.find("halcyra-cli: not sent: Configure SMTP for this mailbox"),
+  EXPECT_NE(run.errors.find("halcyra-cli: the test failed: Configure SMTP for this mailbox"),
             std::string::npos)
       << run.errors;
   for (const std::string to : {"<>", "a@", "@b", "a@b, c@d", "nonsense"}) {
