@@ -37,18 +37,35 @@ InternetMoment momentOf(const AgendaDate& date, const Clock& clock) {
   return date.isDateOnly ? localMidnight(dateInReach(date.moment), clock) : date.moment;
 }
 
+// A date alone ends with its day at the earliest.
+BusyWindow dateWindow(InternetMoment start, const std::optional<AgendaDate>& end,
+                      const Clock& clock) {
+  const BusyWindow day{localMidnight(dateInReach(start), clock),
+                       localMidnight(dateInReach(start) + days(1), clock)};
+  return {day.start, end ? std::max(momentOf(*end, clock), day.end) : day.end};
+}
+
+// Graph writes an event of whole days as one from midnight to midnight UTC, whatever the zone.
+bool lastsWholeDaysOfUTC(const BusyWindow& window) {
+  const auto isMidnight = [](InternetMoment moment) { return floor<days>(moment) == moment; };
+  return window.start < window.end && isMidnight(window.start) && isMidnight(window.end);
+}
+
+// The user is busy on these dates too, wherever their days begin.
+BusyWindow withLocalDays(const BusyWindow& window, const Clock& clock) {
+  return {std::min(window.start, localMidnight(dateInReach(window.start), clock)),
+          std::max(window.end, localMidnight(dateInReach(window.end), clock))};
+}
+
 std::optional<BusyWindow> busyWindow(const AgendaEvent& event, const Clock& clock) {
   const auto start = readAgendaDate(event.start);
+  if (!start) return std::nullopt;
   const auto end = readAgendaDate(event.end);
-  if (!start || (!end && !start->isDateOnly)) return std::nullopt;
-  BusyWindow window{momentOf(*start, clock), {}};
-  if (end) window.end = momentOf(*end, clock);
-  if (start->isDateOnly) {
-    const sys_days nextDate = dateInReach(start->moment) + days(1);
-    window.end =
-        end ? std::max(window.end, localMidnight(nextDate, clock)) : localMidnight(nextDate, clock);
-  }
-  return window;
+  if (start->isDateOnly) return dateWindow(start->moment, end, clock);
+  // Something begins there, however long it takes.
+  if (!end) return BusyWindow{start->moment, start->moment + meetingLength};
+  const BusyWindow window{start->moment, momentOf(*end, clock)};
+  return lastsWholeDaysOfUTC(window) ? withLocalDays(window, clock) : window;
 }
 
 bool isFree(TimePoint start, minutes gap, const std::vector<BusyWindow>& busy) {

@@ -30,8 +30,10 @@ struct BusyWindow {
   bool operator==(const BusyWindow&) const = default;
 };
 
-/// The windows of the events whose times can be read. A date alone is a day of the user's zone from
+/// The windows of the events whose start can be read. A date alone is a day of the user's zone from
 /// midnight to midnight, up to the day that the end names, which does not belong to the event.
+/// Whole days of UTC, as Graph writes them, cover those days of the user's zone too. A time without
+/// a readable end lasts as long as a meeting.
 std::vector<BusyWindow> busyWindows(const std::vector<AgendaEvent>& events, const Clock& clock);
 
 struct MeetingHours {

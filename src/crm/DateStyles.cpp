@@ -4,10 +4,12 @@
 #include <unicode/dtfmtsym.h>
 #include <unicode/timezone.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 
 namespace halcyra {
 namespace {
@@ -40,6 +42,21 @@ std::string localeOfDates() {
   return "C";
 }
 
+// For a name without words of its own the library would take the locale that messages are in, or
+// fail; dates in "C" stay English beside German messages.
+icu::Locale localeNamed(const std::string& name) {
+  int count = 0;
+  const icu::Locale* known = icu::Locale::getAvailableLocales(count);
+  const icu::Locale locale = icu::Locale::createCanonical(name.c_str());
+  const std::string_view language = locale.getLanguage();
+  const bool isKnown = name.size() < ULOC_FULLNAME_CAPACITY &&
+                       std::any_of(known, known + count, [&](const icu::Locale& other) {
+                         return other.getLanguage() == language;
+                       });
+  // English without a country: hours to 24, as "C" has them.
+  return isKnown ? locale : icu::Locale("en_ZZ");
+}
+
 std::array<std::string, 8> shortWeekdays(const icu::Locale& locale) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::DateFormatSymbols symbols(locale, status);
@@ -70,8 +87,7 @@ struct DateStyles::Formatters {
 };
 
 DateStyles::DateStyles(const std::string& locale)
-    : formatters_(
-          std::make_unique<const Formatters>(icu::Locale::createCanonical(locale.c_str()))) {}
+    : formatters_(std::make_unique<const Formatters>(localeNamed(locale))) {}
 
 DateStyles::~DateStyles() = default;
 

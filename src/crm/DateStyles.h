@@ -10,8 +10,8 @@ namespace halcyra {
 /// Dates and times in the words of a locale. Built once and used for all; any thread may call.
 class DateStyles {
  public:
-  /// `locale` as in "de_DE" or "de_DE.UTF-8". Throws std::runtime_error when the library of locales
-  /// has no data at all.
+  /// `locale` as in "de_DE" or "de_DE.UTF-8"; one whose language is not known counts as "C". Throws
+  /// std::runtime_error when the library of locales has no data for it.
   explicit DateStyles(const std::string& locale);
   ~DateStyles();
 

@@ -85,7 +85,14 @@ TEST(MeetingTimes, EventsAreBusyWindows) {
       {event("0001-01-01T00:00:00Z", "9999-12-31T23:59:59Z"),
        "0001-01-01T00:00:00Z 9999-12-31T23:59:59Z"},
       {event("unknown", "2026-03-28T10:00:00Z"), "none"},
-      {event("2026-03-28T10:00:00Z", "someday"), "none"},
+      {event("2026-03-28T10:00:00Z", "someday"), "2026-03-28T10:00:00Z 2026-03-28T10:30:00Z"},
+      // Whole days of UTC are those of Berlin too, a day from noon is not.
+      {event("2026-03-28T00:00:00.0000000 UTC", "2026-03-30T00:00:00.0000000 UTC"),
+       "2026-03-27T23:00:00Z 2026-03-30T00:00:00Z"},
+      {event("2026-03-28T12:00:00 UTC", "2026-03-29T12:00:00 UTC"),
+       "2026-03-28T12:00:00Z 2026-03-29T12:00:00Z"},
+      {event("2026-03-29T00:00:00 UTC", "2026-03-28T00:00:00 UTC"),
+       "2026-03-29T00:00:00Z 2026-03-28T00:00:00Z"},
       {event("UTC", "UTC"), "none"},
   };
   const TimeZone zone("Europe/Berlin");
@@ -109,6 +116,7 @@ TEST(MeetingTimes, StartsAreFreeHalfHoursOfWorkingDays) {
   const char* thursday = "2026-03-05T00:00:00Z";
   const char* halfTen = "2026-03-05T09:30:00Z 2026-03-05T11:00:00Z";
   const char* allThursday = "2026-03-05 2026-03-06";
+  const char* allThursdayUTC = "2026-03-05T00:00:00 2026-03-06T00:00:00";
   const std::string nextDay = " 6/09:00 6/09:30 6/10:00 6/10:30";
   const Case cases[] = {
       {"UTC", thursday, "5", 9, 11, 15, "", " 5/09:00 5/09:30 5/10:00 5/10:30"},
@@ -124,6 +132,10 @@ TEST(MeetingTimes, StartsAreFreeHalfHoursOfWorkingDays) {
       {"UTC", thursday, "56", 9, 11, 0, allThursday, nextDay},
       {"America/Los_Angeles", "2026-03-05T08:00:00Z", "56", 9, 11, 0, allThursday, nextDay},
       {"Pacific/Kiritimati", "2026-03-04T10:00:00Z", "56", 9, 11, 0, allThursday, nextDay},
+      {"America/Los_Angeles", "2026-03-05T08:00:00Z", "56", 17, 18, 0, allThursdayUTC,
+       " 6/17:00 6/17:30"},
+      {"Pacific/Auckland", "2026-03-04T11:00:00Z", "56", 9, 15, 0, allThursdayUTC,
+       " 6/13:00 6/13:30 6/14:00 6/14:30"},
       {"UTC", thursday, "5", 9, 11, 0, "0001-01-01 9999-12-31", ""},
       {"UTC", thursday, "5", 9, 11, 1LL << 60, "2026-03-20T09:30:00Z 2026-03-20T11:00:00Z", ""},
       {"UTC", thursday, "5", 9, 11, 0, "2026-03-05T10:00:00Z 2026-03-05T09:00:00Z",

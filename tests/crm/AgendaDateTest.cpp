@@ -1,6 +1,7 @@
 #include "crm/AgendaDate.h"
 
 #include <gtest/gtest.h>
+#include <unicode/locid.h>
 
 #include "support/ZonedClock.h"
 
@@ -79,19 +80,28 @@ TEST(AgendaDate, IsShownInTheUsersZoneAndWords) {
 TEST(DateStyles, FollowTheLocale) {
   const LocalTime time{.year = 2026, .month = 3, .day = 5, .hour = 14, .minute = 7, .second = 59};
   struct Case {
-    const char* locale;
+    std::string locale;
     std::string dateAndTime;
     std::string date;
     std::string longDate;
     std::string sunday;
     std::string saturday;
   };
-  const Case cases[] = {
+  const Case known[] = {
       {"en_US", "Mar 5, 2026, 2:07\u202FPM", "Mar 5, 2026", "March 5, 2026", "Sun", "Sat"},
       {"de_DE.UTF-8", "05.03.2026, 14:07", "05.03.2026", "5. März 2026", "So.", "Sa."},
       {"fr_FR@euro", "5 mars 2026, 14:07", "5 mars 2026", "5 mars 2026", "dim.", "sam."},
-      {"C", "Mar 5, 2026, 14:07", "Mar 5, 2026", "March 5, 2026", "Sun", "Sat"},
   };
+  // The locale of messages, which is none of dates.
+  const icu::Locale messages = icu::Locale::getDefault();
+  UErrorCode status = U_ZERO_ERROR;
+  icu::Locale::setDefault("de_DE", status);
+  std::vector<Case> cases(std::begin(known), std::end(known));
+  for (const std::string& name :
+       {std::string("C"), std::string("C.UTF-8"), std::string("POSIX"), std::string("xx_YY"),
+        std::string("@"), std::string(5000, 'a'), "de_DE_" + std::string(300, 'a')}) {
+    cases.push_back({name, "Mar 5, 2026, 14:07", "Mar 5, 2026", "March 5, 2026", "Sun", "Sat"});
+  }
   for (const Case& c : cases) {
     const DateStyles styles(c.locale);
     EXPECT_EQ(styles.dateAndTime(time), c.dateAndTime);
@@ -100,6 +110,7 @@ TEST(DateStyles, FollowTheLocale) {
     EXPECT_EQ(styles.shortWeekday(1), c.sunday) << c.locale;
     EXPECT_EQ(styles.shortWeekday(7), c.saturday) << c.locale;
   }
+  icu::Locale::setDefault(messages, status);
 }
 
 }  // namespace
