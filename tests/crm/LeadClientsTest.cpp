@@ -65,6 +65,7 @@ TEST(LeadClients, SendTheLeadOnceToTheAddressGiven) {
   EXPECT_EQ(http.requests[1].body, leadText(salesforceLeadPayload({}, enquiry())));
   for (const HttpRequest& request : http.requests) {
     EXPECT_EQ(request.timeout, std::chrono::seconds(60));
+    EXPECT_TRUE(request.statusSuffices && !request.lossIsTold);
   }
 }
 
