@@ -15,13 +15,24 @@
 namespace halcyra {
 namespace {
 
+// What is no address stands for the public login host, where a person with a sandbox account must
+// not end up unawares.
+void requireLoginHost(const std::string& typed) {
+  if (trimmed(typed).empty() || normalizedDataverseEnvironment(typed)) return;
+  throw std::runtime_error("\"" + typed +
+                           "\" is no address of a Salesforce login host, such as "
+                           "https://yourorg.my.salesforce.com");
+}
+
 void requireUsable(const AppConfig& config, const CRMConnectionProfile& connection) {
   if (config.crmConnectionProfiles.size() >= maximumCRMConnections) {
     throw std::runtime_error("there are " + std::to_string(maximumCRMConnections) +
                              " connections already, which is the most; remove one with "
                              "\"halcyra-cli connection remove\"");
   }
-  if (connection.kind == CRMConnectionKind::salesforce) return;
+  if (connection.kind == CRMConnectionKind::salesforce) {
+    return requireLoginHost(connection.salesforceLoginHost);
+  }
   const MailAccount mailbox = mailboxWithId(config, connection.microsoftMailAccountId);
   if (!std::holds_alternative<MicrosoftGraph>(mailbox.kind)) {
     throw std::runtime_error("mailbox \"" + mailbox.id +

@@ -3,6 +3,7 @@
 #include "cli/Messages.h"
 #include "cli/Table.h"
 #include "crm/SalesforceOAuthClient.h"
+#include "signin/DataverseEnvironment.h"
 
 namespace halcyra {
 namespace {
@@ -12,7 +13,9 @@ std::vector<std::string> row(const AppConfig& config, const CRMConnectionProfile
     return {connection.id, connection.displayName, "Salesforce",
             normalizedSalesforceLoginHost(connection.salesforceLoginHost), "-"};
   }
-  return {connection.id, connection.displayName, "Dynamics", connection.dataverseEnvironmentURL,
+  const std::string& typed = connection.dataverseEnvironmentURL;
+  return {connection.id, connection.displayName, "Dynamics",
+          normalizedDataverseEnvironment(typed).value_or(typed),
           config.mailboxLabel(connection.microsoftMailAccountId)};
 }
 

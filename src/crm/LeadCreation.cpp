@@ -6,6 +6,7 @@
 namespace halcyra {
 
 Task<HttpResponse> sendLead(HttpClient& http, HttpRequest request, std::string domain) {
+  request.statusSuffices = true;
   try {
     Task<HttpResponse> exchange = http.perform(std::move(request));
     co_return co_await std::move(exchange);

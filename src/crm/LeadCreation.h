@@ -12,6 +12,7 @@ namespace halcyra {
 inline constexpr const char* createdWithoutId = "(created)";
 
 /// One exchange, never repeated: a lead that was created and not confirmed would be created twice.
+/// For the same reason the status counts although its body breaks off.
 /// Throws ProviderError of the domain for an answer that was not HTTP, else HttpError.
 Task<HttpResponse> sendLead(HttpClient& http, HttpRequest request, std::string domain);
 

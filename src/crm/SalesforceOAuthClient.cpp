@@ -63,6 +63,8 @@ template <class Response>
 Response decoded(const std::string& body) {
   Response response;
   decodeValue(parseJson(body), response, Place());
+  requireAccessToken(response.access_token);
+  if constexpr (requires { response.refresh_token; }) requireRefreshToken(response.refresh_token);
   return response;
 }
 

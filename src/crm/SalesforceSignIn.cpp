@@ -20,12 +20,12 @@ Task<void> SalesforceSignIn::signInSalesforce(std::string connectionId, std::str
   const auto url = services_.client.buildSalesforceAuthorizationURL(
       clientId, codeChallenge(verifier), loginHost);
   if (!url) throw SignInError("Could not build Salesforce authorization URL.");
-  Task<std::string> asking =
-      services_.browser.runBrowserSignIn(*url, std::move(announce), std::move(stop));
+  Task<std::string> asking = services_.browser.runBrowserSignIn(*url, std::move(announce), stop);
   const std::string redirectURL = co_await std::move(asking);
   Task<SalesforceStoredCredential> exchange = services_.client.exchangeSalesforceCode(
       clientId, authorizationCode(redirectURL), verifier, loginHost);
   const SalesforceStoredCredential credential = co_await std::move(exchange);
+  requireNotStopped(stop);
   services_.credentials.saveSalesforceCredential(credential, connectionId);
 }
 

@@ -57,6 +57,7 @@ Task<std::string> GmailAPIClient::answerTo(std::string accessToken, Call call) {
                                    std::move(call.body));
   request.answerLimit = call.answerLimit;
   request.statusSuffices = call.statusSuffices;
+  request.lossIsTold = call.statusSuffices;
   HttpResponse response;
   try {
     Task<HttpResponse> exchange = http_.perform(std::move(request));

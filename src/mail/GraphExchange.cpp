@@ -63,6 +63,7 @@ Task<void> GraphExchange::change(std::string accessToken, Change change) {
   HttpRequest request = apiRequest(std::move(change.method), baseURL_ + change.target, accessToken,
                                    std::move(change.body));
   request.statusSuffices = true;
+  request.lossIsTold = true;
   Task<HttpResponse> exchange = sendWithRetry(std::move(request), change.address, 0);
   const HttpResponse response = co_await std::move(exchange);
   if (isSuccess(response)) co_return;

@@ -30,8 +30,10 @@ struct HttpRequest {
   /// Bytes of a decoded answer body; a longer one is an error.
   std::size_t answerLimit = 8u << 20;
   /// For what is done by the time its status comes: an answer that breaks off behind its headers
-  /// counts, and a whole request without any answer fails as `unanswered`.
+  /// counts.
   bool statusSuffices = false;
+  /// A whole request without an answer that counts fails as `unanswered`, whatever came instead.
+  bool lossIsTold = false;
 };
 
 struct HttpResponse {

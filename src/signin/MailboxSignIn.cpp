@@ -34,12 +34,12 @@ Task<std::optional<std::string>> MailboxSignIn::signInGoogle(std::string account
   const std::string verifier = makeCodeVerifier();
   const std::string url = requireURL(
       services_.google.buildGoogleAuthorizationURL(clientId, codeChallenge(verifier)), "Google");
-  Task<std::string> asking =
-      services_.browser.runBrowserSignIn(url, std::move(announce), std::move(stop));
+  Task<std::string> asking = services_.browser.runBrowserSignIn(url, std::move(announce), stop);
   const std::string redirectURL = co_await std::move(asking);
   Task<OAuthStoredCredential> exchange =
       services_.google.exchangeGoogleCode(clientId, authorizationCode(redirectURL), verifier);
   const OAuthStoredCredential credential = co_await std::move(exchange);
+  requireNotStopped(stop);
   services_.credentials.saveCredential(credential, accountId);
   Task<std::optional<std::string>> lookUp =
       services_.google.fetchGoogleEmail(credential.accessToken);
@@ -66,12 +66,12 @@ Task<std::optional<std::string>> MailboxSignIn::signInMicrosoftWith(std::string 
   const std::string url = requireURL(
       services_.microsoft.buildMicrosoftAuthorizationURL(clientId, codeChallenge(verifier)),
       "Microsoft");
-  Task<std::string> asking =
-      services_.browser.runBrowserSignIn(url, std::move(announce), std::move(stop));
+  Task<std::string> asking = services_.browser.runBrowserSignIn(url, std::move(announce), stop);
   const std::string redirectURL = co_await std::move(asking);
   Task<OAuthStoredCredential> exchange =
       services_.microsoft.exchangeMicrosoftCode(clientId, authorizationCode(redirectURL), verifier);
   const OAuthStoredCredential credential = co_await std::move(exchange);
+  requireNotStopped(stop);
   services_.credentials.saveCredential(credential, accountId);
   Task<std::optional<std::string>> lookUp =
       services_.microsoft.fetchMicrosoftEmail(credential.accessToken);

@@ -51,4 +51,8 @@ void OAuthWebSession::present(const std::string& address, const AnnounceAddress&
   }
 }
 
+void requireNotStopped(const std::stop_token& stop) {
+  if (stop.stop_requested()) throw OAuthFlowError::noCallback();
+}
+
 }  // namespace halcyra

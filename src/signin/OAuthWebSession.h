@@ -41,4 +41,8 @@ class OAuthWebSession {
   std::uint16_t port_;
 };
 
+/// Throws OAuthFlowError::noCallback after a stop. For what follows the browser: whoever gave up
+/// while the tokens were on their way is not to be signed in.
+void requireNotStopped(const std::stop_token& stop);
+
 }  // namespace halcyra

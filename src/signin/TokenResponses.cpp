@@ -55,15 +55,21 @@ std::span<const Field<RefreshResponse>> fieldsOf() {
   return fields;
 }
 
+void requireAccessToken(std::string_view token) {
+  requireToken(token, '!', "access_token");
+}
+
+void requireRefreshToken(std::optional<std::string>& token) {
+  if (token == "") token.reset();
+  if (token) requireToken(*token, ' ', "refresh_token");
+}
+
 template <class Response>
 Response decodeTokenResponse(std::string_view body) {
   Response response;
   decodeValue(parseJson(body), response, Place());
-  requireToken(response.access_token, '!', "access_token");
-  if constexpr (requires { response.refresh_token; }) {
-    if (response.refresh_token == "") response.refresh_token.reset();
-    if (response.refresh_token) requireToken(*response.refresh_token, ' ', "refresh_token");
-  }
+  requireAccessToken(response.access_token);
+  if constexpr (requires { response.refresh_token; }) requireRefreshToken(response.refresh_token);
   return response;
 }
 

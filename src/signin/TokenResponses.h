@@ -30,9 +30,14 @@ struct RefreshResponse {
   std::int64_t expires_in = 0;
 };
 
-/// Reads one of the three from a response's body. A token that is not up to 64 KB of
-/// printable ASCII is refused, an access token with a blank too; an empty refresh token is none.
-/// Throws JsonError or ConfigError, without quoting the body.
+/// Throws JsonError when the token is not up to 64 KB of printable ASCII without blanks.
+void requireAccessToken(std::string_view token);
+
+/// The same where there is one, and blanks are no matter; an empty one becomes none.
+void requireRefreshToken(std::optional<std::string>& token);
+
+/// Reads one of the three from a response's body and requires its tokens. Throws JsonError or
+/// ConfigError, without quoting the body.
 template <class Response>
 Response decodeTokenResponse(std::string_view body);
 

@@ -37,7 +37,7 @@ TEST(Connections, AreListedAndGoWithTheirSignIn) {
   EXPECT_EQ(program.run({"connection", "list"}).out,
             "ID                                    LABEL       KIND        ADDRESS               "
             "MAILBOX\n" +
-                c.dynamics + "  Sales       Dynamics    Org.example/main      me@x\n" +
+                c.dynamics + "  Sales       Dynamics    https://Org.example   me@x\n" +
                 c.salesforce + "  Salesforce  Salesforce  https://test.example  -\n");
   for (const char* key : {"oauth.salesforce", "oauth.salesforce."}) {
     const std::string name = key + (std::string(key).ends_with('.') ? c.salesforce : "");
@@ -89,6 +89,9 @@ TEST(Connections, WhatCannotBeDoneIsSaidInOneLine) {
       {{"connection", "add", "dynamics", "--environment", "no host", "--mailbox", c.mailbox},
        1,
        "\"no host\" is no address of a Dataverse environment"},
+      {{"connection", "add", "salesforce", "--login-host", "no host"},
+       1,
+       "\"no host\" is no address of a Salesforce login host"},
       {{"connection", "remove", "X"},
        1,
        "there is no connection \"X\"; the connections are: " + known},

@@ -65,6 +65,7 @@ TEST(LeadClients, SendTheLeadOnceToTheAddressGiven) {
   EXPECT_EQ(http.requests[1].body, leadText(salesforceLeadPayload({}, enquiry())));
   for (const HttpRequest& request : http.requests) {
     EXPECT_EQ(request.timeout, std::chrono::seconds(60));
+    EXPECT_TRUE(request.statusSuffices && !request.lossIsTold);
   }
 }
 
@@ -77,8 +78,10 @@ TEST(LeadClients, AddressesOfAllKinds) {
   const std::string leads = "/api/data/v9.2/leads";
   const std::string invalid = "Dataverse 2: Invalid environment URL";
   const std::string hostile =
-      "Salesforce 2: Salesforce named an instance URL that is not an https address; sign in to "
+      "Salesforce 2: Salesforce named an instance URL that is not a plain https address; sign in "
+      "to "
       "Salesforce again.";
+  const std::string endless = "https://x.example/" + std::string(2048, 'a');
   const Case cases[] = {
       {createAtDynamics, "https://o.example/app", "https://o.example/app" + leads},
       {createAtDynamics, "https://o.example/app/?a=1", "https://o.example/app" + leads + "?a=1"},
@@ -93,7 +96,15 @@ TEST(LeadClients, AddressesOfAllKinds) {
        "HTTPS://x.example/services/data/v59.0/sobjects/Lead/"},
       {createAtSalesforce, "http://127.0.0.1:1/",
        "http://127.0.0.1:1/services/data/v59.0/sobjects/Lead/"},
+      {createAtSalesforce, "https://x.example:8443/a",
+       "https://x.example:8443/a/services/data/v59.0/sobjects/Lead/"},
       {createAtSalesforce, "http://x.example", hostile},
+      {createAtSalesforce, "https://x.example/a?b", hostile},
+      {createAtSalesforce, "https://x.example#b", hostile},
+      {createAtSalesforce, "https://u:p@x.example", hostile},
+      {createAtSalesforce, "https://x.example/\r\nX: y", hostile},
+      {createAtSalesforce, "https://x.example/é", hostile},
+      {createAtSalesforce, endless.c_str(), hostile},
       {createAtSalesforce, "http://localhost:80@x.example", hostile},
       {createAtSalesforce, "httpsx://x.example", hostile},
       {createAtSalesforce, "x.example", hostile},

@@ -7,6 +7,7 @@
 #include "support/MemoryKeychain.h"
 #include "support/RunTask.h"
 #include "support/ScriptedHttp.h"
+#include "text/Json.h"
 
 namespace halcyra {
 namespace {
@@ -104,7 +105,7 @@ TEST(SalesforceOAuth, AnswersThatAreNoSignIn) {
     std::string body, failure;
   };
   const std::string hostile =
-      "Salesforce named an instance URL that is not an https address; sign in to Salesforce "
+      "Salesforce named an instance URL that is not a plain https address; sign in to Salesforce "
       "again.";
   const Case cases[] = {
       {200, R"({"access_token":"a"})", "Token response missing instance_url"},
@@ -123,11 +124,24 @@ TEST(SalesforceOAuth, AnswersThatAreNoSignIn) {
   SalesforceWorld world;
   world.http.answer(200, R"({"instance_url":"https://x"})");
   EXPECT_ANY_THROW(world.exchange());
+  const SalesforceStoredCredential old{"a", "r", {}, "h", "https://x"};
+  for (const std::string token : {"", "a b", R"(a\r\nX: y)", "é"}) {
+    SCOPED_TRACE(token);
+    const std::string answer = R"({"instance_url":"https://x","access_token":")" + token + "\"}";
+    world.http.answer(200, answer).answer(200, answer);
+    const std::string failure = "Not the expected JSON: \"access_token\" is not a usable token.";
+    EXPECT_EQ(failureText<JsonError>([&] { world.exchange(); }), failure);
+    EXPECT_EQ(
+        failureText<JsonError>([&] { runTask(world.client.refreshSalesforceToken("key", old)); }),
+        failure);
+  }
+  world.http.answer(200, R"({"instance_url":"https://x","access_token":"a","refresh_token":""})");
+  EXPECT_EQ(world.exchange().refreshToken, std::nullopt);
   EXPECT_EQ(failureText<ProviderError>([&] {
               runTask(world.client.refreshSalesforceToken("key", {"a", "r", {}, "h", " "}));
             }),
             "Missing instance URL; sign in to Salesforce again.");
-  EXPECT_EQ(world.http.requests.size(), 1u);
+  EXPECT_EQ(world.http.requests.size(), 10u);  // none for the last
 }
 
 TEST(SalesforceCredentials, AConnectionFallsBackToTheOlderEntry) {

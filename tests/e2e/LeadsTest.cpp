@@ -119,7 +119,7 @@ TEST_F(Leads, ASalesforceSignInLeadsToALead) {
 TEST_F(Leads, ASignInWithoutAProperInstanceStoresNothing) {
   const std::pair<const char*, const char*> cases[] = {
       {"", "Token response missing instance_url"},
-      {"http://collector.example", "Salesforce named an instance URL that is not an https"}};
+      {"http://collector.example", "Salesforce named an instance URL that is not a plain https"}};
   for (const auto& [instance, told] : cases) {
     salesforce.nameInstance(instance);
     ChildProcess program(home.command({"signin", "salesforce", "--connection", connection}));

@@ -170,7 +170,7 @@ asio::awaitable<std::string> getThenPost(CurlHttpClient* client, tcp::acceptor* 
   Task<HttpResponse> getting = client->perform({.url = url});
   co_await std::move(getting);
   HttpRequest post{.method = "POST", .url = url, .body = "the mail"};
-  post.statusSuffices = statusSuffices;
+  post.statusSuffices = post.lossIsTold = statusSuffices;
   Task<std::string> posting = outcome(*client, std::move(post));
   std::string ending = co_await std::move(posting);
   acceptor->close();
@@ -332,8 +332,14 @@ TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
   EXPECT_EQ(raw("", false, milliseconds(50)), "transport: The request to SERVER timed out.");
   EXPECT_EQ(raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", false, milliseconds(50)),
             "transport: The request to SERVER timed out.");
-  EXPECT_EQ(raw("220 mail ESMTP ready\r\n", true, enough),
-            "notHTTP: The answer of SERVER is not HTTP.");
+  HttpRequest lead{.method = "POST", .body = "b", .timeout = milliseconds(500)};
+  lead.statusSuffices = true;
+  EXPECT_EQ(outcomeOfRaw("HTTP/1.1 201 Y\r\nContent-Length: 9\r\n\r\nhalf", false, lead),
+            "201: half");
+  for (const HttpRequest& request : {HttpRequest{.timeout = enough}, lead}) {
+    EXPECT_EQ(withoutPort(outcomeOfRaw("220 mail ESMTP ready\r\n", true, request)),
+              "notHTTP: The answer of SERVER is not HTTP.");
+  }
   EXPECT_EQ(raw("HTTP/1.1 200 OK\r\nX: " + std::string(90'000, 'x') + "\r\nX: " +
                     std::string(90'000, 'x') + "\r\nX: " + std::string(90'000, 'x') + "\r\n\r\n",
                 true, enough),
@@ -348,7 +354,7 @@ TEST(CurlHttpClient, NamesTheHostWhenThereIsNoAnswer) {
     const std::string text = raw(whole.substr(0, length), true, enough);
     EXPECT_TRUE(text == cut || (length < 13 && text.starts_with("notHTTP"))) << length << text;
     HttpRequest post{.method = "POST", .body = "b", .timeout = enough};
-    post.statusSuffices = true;
+    post.statusSuffices = post.lossIsTold = true;
     const std::string ending = withoutPort(outcomeOfRaw(whole.substr(0, length), true, post));
     if (length < whole.size() - 4) {
       EXPECT_TRUE(ending.starts_with("unanswered: ")) << length << ending;

@@ -61,13 +61,16 @@ struct SignIn {
   explicit SignIn(std::string requestLine, BuildValues values)
       : world(std::move(values)), user(context, std::move(requestLine)) {}
 
-  std::optional<std::string> google() { return runTask(context, flow.signInGoogle("m", {}, {})); }
+  std::optional<std::string> google() {
+    return runTask(context, flow.signInGoogle("m", {}, stop.get_token()));
+  }
   std::optional<std::string> microsoft(const AppConfig& config) {
-    return runTask(context, flow.signInMicrosoft(config, "m", {}, {}));
+    return runTask(context, flow.signInMicrosoft(config, "m", {}, stop.get_token()));
   }
   /// The verifier that a token call carried.
   std::string verifier() const { return itemOf(world.http.requests.at(0).body, "code_verifier"); }
 
+  std::stop_source stop;
   boost::asio::io_context context;
   SignInWorld world;
   AgreeingUser user;
@@ -122,7 +125,15 @@ TEST(MailboxSignIn, EveryFailureLeavesTheStoreAlone) {
   SignIn rejected(agreed, values);
   rejected.world.http.answer(400, "code 4/0 is spent");
   EXPECT_EQ(failureText<std::runtime_error>([&] { rejected.google(); }), "code *** is spent");
-  for (SignIn* each : {&bare, &refused, &icon, &rejected})
+  SignIn googleGivenUp(agreed, values);
+  SignIn microsoftGivenUp(agreed, {{"HalcyraMicrosoftOAuthClientId", "m-id"}});
+  for (SignIn* each : {&googleGivenUp, &microsoftGivenUp}) {
+    each->world.http.answer(200, tokens).onRequest = [each] { each->stop.request_stop(); };
+    EXPECT_EQ(failureText<OAuthFlowError>(
+                  [&] { each == &googleGivenUp ? each->google() : each->microsoft(config); }),
+              "Sign-in was cancelled or returned no callback.");
+  }
+  for (SignIn* each : {&bare, &refused, &icon, &rejected, &googleGivenUp, &microsoftGivenUp})
     EXPECT_EQ(each->world.stored("m"), "none");
 }
 

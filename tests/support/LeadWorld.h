@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include "support/ManualClock.h"
 #include "support/MemoryKeychain.h"
 #include "support/ScriptedHttp.h"
@@ -10,7 +8,7 @@
 namespace halcyra {
 
 /// The real clients of the CRMs over a scripted transport.
-struct LeadWorld : HttpClient {
+struct LeadWorld {
   explicit LeadWorld(std::string salesforceClientId = "s-id")
       : secrets(storage, {{"HalcyraMicrosoftOAuthClientId", "m-id"},
                           {"HalcyraSalesforceOAuthClientId", std::move(salesforceClientId)}}) {}
@@ -39,26 +37,20 @@ struct LeadWorld : HttpClient {
     return lines;
   }
 
-  Task<HttpResponse> perform(HttpRequest request) override {
-    if (onRequest) onRequest();
-    return http.perform(std::move(request));
-  }
-
-  std::function<void()> onRequest;
   ScriptedHttp http;
   MemoryKeychain keychain;
   KeychainEnvelopeStorage storage{keychain};
   KeychainHelper secrets;
   ManualClock clock;
   OAuthCredentialStore credentials{secrets};
-  GoogleOAuthClient google{*this, clock, {}, ""};
-  MicrosoftOAuthClient microsoft{*this, clock, {}};
+  GoogleOAuthClient google{http, clock, {}, ""};
+  MicrosoftOAuthClient microsoft{http, clock, {}};
   AccessTokens tokens{secrets, credentials, google, microsoft, clock};
-  DataverseClient dataverse{*this, {}};
+  DataverseClient dataverse{http, {}};
   SalesforceCredentialStore salesforceCredentials{secrets};
-  SalesforceOAuthClient salesforceOAuth{*this, clock, {}, ""};
+  SalesforceOAuthClient salesforceOAuth{http, clock, {}, ""};
   SalesforceSessions sessions{secrets, salesforceCredentials, salesforceOAuth, clock};
-  SalesforceLeads salesforce{*this};
+  SalesforceLeads salesforce{http};
 };
 
 }  // namespace halcyra

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -24,6 +25,7 @@ class ScriptedHttp final : public HttpClient {
 
   Task<HttpResponse> perform(HttpRequest request) override {
     requests.push_back(std::move(request));
+    if (onRequest) onRequest();
     if (script_.empty()) throw std::logic_error("a request too many: " + requests.back().url);
     const auto next = std::move(script_.front());
     script_.pop_front();
@@ -32,6 +34,8 @@ class ScriptedHttp final : public HttpClient {
   }
 
   std::vector<HttpRequest> requests;
+  /// Happens while a request is under way.
+  std::function<void()> onRequest;
 
  private:
   std::deque<std::variant<HttpResponse, HttpError>> script_;

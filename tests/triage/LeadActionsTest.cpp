@@ -150,7 +150,7 @@ TEST(LeadActions, ALeadOnItsWayCountsUntilItsEnd) {
   LeadHarness h;
   h.crm.signInSalesforce("");
   std::vector<bool> during;
-  h.crm.onRequest = [&] { during.push_back(h.leads.isSending()); };
+  h.crm.http.onRequest = [&] { during.push_back(h.leads.isSending()); };
   h.crm.http.answer(204, "").fail({HttpError::Kind::transport, "cut"});
   EXPECT_TRUE(h.toDynamics());
   EXPECT_FALSE(h.leads.isSending());

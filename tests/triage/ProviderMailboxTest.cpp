@@ -41,7 +41,7 @@ struct Operation {
   std::string sentRaw() const {
     EXPECT_EQ(http.requests.size(), 1u);
     std::string body = http.requests.at(0).body;
-    EXPECT_TRUE(http.requests.at(0).statusSuffices);
+    EXPECT_TRUE(http.requests.at(0).statusSuffices && http.requests.at(0).lossIsTold);
     EXPECT_EQ(wireText(http.requests.at(0)),
               "POST " + gmailMe + "/messages/send" + withJson + body);
     std::string raw = parseJson(body).at("raw").get<std::string>();
@@ -169,7 +169,7 @@ TEST(ProviderMailbox, GraphBuildsTheMessageItself) {
     o.http.answer(202, "");
     runTask(call(o));
     EXPECT_EQ(o.wires(), Texts{"POST " + graphMe + "/sendMail" + withJson + body});
-    EXPECT_TRUE(o.http.requests[0].statusSuffices);
+    EXPECT_TRUE(o.http.requests[0].statusSuffices && o.http.requests[0].lossIsTold);
   }
 }
 

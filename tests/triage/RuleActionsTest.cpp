@@ -277,7 +277,7 @@ const OverrideCase overrides[] = {
     {MailRuleAction::salesforceCreateLead,
      [](auto& h) {
        h.crm.signInSalesforce("");
-       h.crm.onRequest = [&h] { EXPECT_TRUE(h.actions.isSending()); };
+       h.crm.http.onRequest = [&h] { EXPECT_TRUE(h.actions.isSending()); };
        h.crm.http.answer(201, "");
      },
      "",
@@ -416,7 +416,7 @@ TEST(CustomAutomation, LeadStepsShareFieldsThatAreReadOnceBeforeTheFirstStep) {
   h.crm.signInSalesforce("sf");
   h.model.reply = R"({"company_name":"Acme"})";
   Lines order;
-  h.crm.onRequest = [&] {
+  h.crm.http.onRequest = [&] {
     EXPECT_TRUE(h.actions.isSending());
     EXPECT_EQ(h.model.requests.size(), 1u);
     order.push_back("lead after " + std::to_string(h.servers.accepted.size()) + " forwards");

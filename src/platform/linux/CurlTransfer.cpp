@@ -209,17 +209,21 @@ std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
 CurlOutcome CurlTransfer::finished(CURLcode code) {
   // libcurl takes an answer for good whose connection ends among the headers.
   if (code == CURLE_OK && !headersEnded_) code = CURLE_GOT_NOTHING;
-  if (request_.statusSuffices && headersEnded_ && status() >= 200) code = CURLE_OK;
-  if (code != CURLE_OK) return failed(failureOf(code));
+  if (code != CURLE_OK && !isAnswered()) return failed(failureOf(code));
   response_.status = status();
   return {std::move(response_), std::nullopt};
+}
+
+bool CurlTransfer::isAnswered() const {
+  return request_.statusSuffices && headersEnded_ && status() >= 200;
 }
 
 std::chrono::steady_clock::time_point CurlTransfer::givenUpAt() const {
   return lastMoved_ + request_.timeout;
 }
 
-CurlOutcome CurlTransfer::timedOut() const {
+CurlOutcome CurlTransfer::timedOut() {
+  if (isAnswered()) return finished(CURLE_OPERATION_TIMEDOUT);
   return failed({HttpError::Kind::transport, "The request to " + peer_ + " timed out."});
 }
 
@@ -232,7 +236,7 @@ int CurlTransfer::status() const {
 CurlOutcome CurlTransfer::failed(CurlOutcome::Failure failure) const {
   // libcurl's own count of what it sent is lost when a connection was used before.
   const bool isSent = !request_.body.empty() && bodySent_ == request_.body.size();
-  if (request_.statusSuffices && isSent) failure.kind = HttpError::Kind::unanswered;
+  if (request_.lossIsTold && isSent) failure.kind = HttpError::Kind::unanswered;
   return {{}, std::move(failure)};
 }
 

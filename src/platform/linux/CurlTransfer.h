@@ -50,7 +50,7 @@ class CurlTransfer {
   std::chrono::steady_clock::time_point givenUpAt() const;
 
   /// The end of a transfer whose other side was silent for too long.
-  CurlOutcome timedOut() const;
+  CurlOutcome timedOut();
 
   /// The end of a transfer that nobody waits for any longer.
   CurlOutcome abandoned() const;
@@ -70,6 +70,7 @@ class CurlTransfer {
   CurlOutcome::Failure failureOf(CURLcode code) const;
   CurlOutcome failed(CurlOutcome::Failure failure) const;
   int status() const;
+  bool isAnswered() const;
   long proxyRefusal() const;
   std::string detail(CURLcode code) const;
 
