@@ -148,8 +148,8 @@ TEST(LeadClients, ARefusalIsToldInTheServersWords) {
       {502, "Bad gateway", "Bad gateway", "Bad gateway"},
       {503, "", "HTTP 503", "HTTP 503"},
       {302, "\xFF", "HTTP 302", "HTTP 302"},
-      {400, R"([{"message":"to/ken to\/ken to\u002fken"}])",
-       R"([{"message":"*** *** ***"}])", "*** *** ***"},
+      {400, R"([{"message":"to/ken to\/ken to\u002fken"}])", R"([{"message":"*** *** ***"}])",
+       "*** *** ***"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.body);
