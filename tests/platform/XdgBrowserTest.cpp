@@ -19,21 +19,22 @@ TEST(XdgBrowser, StartsTheProgramWithoutAShellAndLeavesItAlone) {
   const sandbox::TemporaryFolder folder;
   const std::string program = folder.path() / "open", pipe = folder.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  std::ofstream(program) << "#!/bin/sh\necho \"$$\" \"$#\" \"$1\" >'" << pipe
-                         << "'\nls /proc/$$/fd >'" << pipe << "'\n";
+  std::ofstream(program) << "#!/bin/sh\n{ echo \"$$\" \"$#\" \"$1\"; ls /proc/$$/fd; } >'" << pipe
+                         << "'\n";
   std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-  const int inherited = ::open("/dev/null", O_RDONLY);
+  // A number that the shell has no use for itself.
+  const int inherited = fcntl(STDERR_FILENO, F_DUPFD, 200);
   const std::string address = "https://a.example/?x=1&y=$(touch z);'\"";
   ASSERT_TRUE(XdgBrowser(program).open(address));  // returns although the program still waits
 
   pid_t child = 0;
   std::string count, argument;
-  std::ifstream(pipe) >> child >> count >> argument >> std::ws;
+  std::ifstream written(pipe);
+  written >> child >> count >> argument;
   EXPECT_EQ(count, "1");
   EXPECT_EQ(argument, address.substr(0, address.find(' ')));
-  std::ifstream second(pipe);
   std::stringstream descriptors;
-  descriptors << second.rdbuf();
+  descriptors << written.rdbuf();
   EXPECT_EQ(descriptors.str().find("\n" + std::to_string(inherited) + "\n"), std::string::npos);
   ::close(inherited);
 
