@@ -1,13 +1,13 @@
 #pragma once
 
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "sandbox/LoopbackHttpServer.h"
 #include "sandbox/StandIn.h"
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "sandbox/LoopbackHttpServer.h"
+#include "text/Json.h"
 #include "text/PercentEncoding.h"
 
 namespace halcyra::sandbox {

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
+
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string_view>
+
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

@@ -1,7 +1,6 @@
 #include "sandbox/ModelStandIn.h"
 
 #include <ctime>
-#include <nlohmann/json.hpp>
 
 #include "sandbox/JsonAnswer.h"
 #include "sandbox/LeadReading.h"

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "sandbox/ODataQuery.h"
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

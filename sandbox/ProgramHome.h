@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "sandbox/ChildProcess.h"
 #include "sandbox/TemporaryFolder.h"
 #include "sandbox/TokenIssuer.h"
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "sandbox/StandIn.h"
 #include "sandbox/TokenIssuer.h"
+#include "text/Json.h"
 
 namespace halcyra::sandbox {
 

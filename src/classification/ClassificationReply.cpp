@@ -2,7 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 #include "classification/LLMError.h"
 #include "classification/ReplyObject.h"

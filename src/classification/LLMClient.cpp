@@ -1,7 +1,6 @@
 #include "classification/LLMClient.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <span>
 
 #include "classification/LeadReply.h"

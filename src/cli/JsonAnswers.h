@@ -3,12 +3,12 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <string_view>
 
 #include "app/GeneralQuestionSheet.h"
+#include "text/Json.h"
 
 namespace halcyra {
 

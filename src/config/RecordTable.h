@@ -5,7 +5,6 @@
 #include <concepts>
 #include <cstdint>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,6 +13,7 @@
 
 #include "config/ConfigJson.h"
 #include "config/RawStrings.h"
+#include "text/Json.h"
 
 namespace halcyra {
 

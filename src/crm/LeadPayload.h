@@ -1,10 +1,10 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "crm/DynamicsLeadFields.h"
 #include "mail/ParsedMail.h"
+#include "text/Json.h"
 
 namespace halcyra {
 

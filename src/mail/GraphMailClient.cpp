@@ -1,7 +1,6 @@
 #include "mail/GraphMailClient.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "mail/ApiRequest.h"
 #include "mail/GraphCategories.h"

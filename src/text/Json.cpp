@@ -5,6 +5,8 @@
 
 #include "text/Utf8.h"
 
+template class nlohmann::basic_json<>;
+
 namespace halcyra {
 namespace {
 

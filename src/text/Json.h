@@ -4,6 +4,9 @@
 #include <stdexcept>
 #include <string_view>
 
+// Its functions are compiled once, in Json.cpp, instead of in every file that uses them.
+extern template class nlohmann::basic_json<>;
+
 namespace halcyra {
 
 /// A text that is no JSON. `what()` tells the line and column, without quoting the text.

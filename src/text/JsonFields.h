@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "text/Json.h"
 
 namespace halcyra {
 

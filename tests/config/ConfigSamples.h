@@ -1,10 +1,10 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 
 #include "config/AppConfig.h"
 #include "config/ConfigJson.h"
+#include "text/Json.h"
 
 namespace halcyra {
 

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "support/MemoryFiles.h"
+#include "text/Json.h"
 
 namespace halcyra {
 namespace {

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <functional>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string>
@@ -14,6 +13,7 @@
 #include "sandbox/DovecotServer.h"
 #include "sandbox/LoopbackHttpServer.h"
 #include "sandbox/ProgramHome.h"
+#include "text/Json.h"
 
 namespace halcyra {
 

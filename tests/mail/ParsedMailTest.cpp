@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
@@ -16,6 +15,7 @@
 #include "mail/TransferDecoding.h"
 #include "support/RandomText.h"
 #include "text/Graphemes.h"
+#include "text/Json.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"
 

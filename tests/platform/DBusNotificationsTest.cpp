@@ -6,10 +6,10 @@
 
 #include <boost/asio/thread_pool.hpp>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
 #include "support/DBusSession.h"
 #include "support/RunTask.h"
+#include "text/Json.h"
 
 namespace halcyra {
 namespace {
