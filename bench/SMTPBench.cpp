@@ -1,5 +1,5 @@
-// One message of 20 KB over TLS to a Postfix on loopback: SMTPClient in a running program
-// and Python's smtplib in another, in turn, with a connection for each message.
+// One message of 20 KB over TLS to a Postfix on loopback: SMTPClient in a
+// running program and Python's smtplib in another, in turn, with a connection for each message.
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
