@@ -25,6 +25,10 @@ bool isGreeting(const std::string& unit) {
   return unit.starts_with("* OK") || unit.starts_with("* PREAUTH");
 }
 
+bool isAnswer(std::string_view unit, std::string_view tag, std::string_view answer) {
+  return unit.starts_with(tag) && unit.substr(tag.size()).starts_with(answer);
+}
+
 // Servers word the end of IDLE in their own case; the tag is not looked for.
 bool endsIdle(std::string unit) {
   const std::string upper = asciiUppercased(std::move(unit));
@@ -72,7 +76,7 @@ Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token s
   reader_.startExchange();
   inStep_ = false;
   const std::string tag = "E" + std::to_string(++tagCounter_);
-  Task<void> starting = send(tag + " IDLE\r\n");
+  Task<void> starting = connection().send(tag + " IDLE\r\n");
   co_await std::move(starting);
   Units units;
   // Some servers leave out the blank that a go-ahead without a text has.
@@ -85,7 +89,7 @@ Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token s
   co_await std::move(announcement);
 
   reader_.startExchange();
-  Task<void> ending = send("DONE\r\n");
+  Task<void> ending = connection().send("DONE\r\n");
   co_await std::move(ending);
   bool ended = false;
   while (!ended) ended = endsIdle(co_await readUnit());
@@ -118,47 +122,51 @@ void IMAPClient::disconnect() noexcept {
   inStep_ = false;
 }
 
-// Each unit is looked at as it comes, which finds the same end as a look at the whole list.
+// Each unit is looked at as it comes, which finds the same end as a look at the whole list. What
+// has arrived is taken without a task for each unit.
 Task<std::vector<std::string>> IMAPClient::runCommand(std::string text) {
   const std::string tag = "E" + std::to_string(++tagCounter_);
   reader_.startExchange();
   inStep_ = false;
-  Task<void> sending = send(tag + " " + text + "\r\n");
+  Task<void> sending = connection().send(tag + " " + text + "\r\n");
   co_await std::move(sending);
   Units units;
   for (;;) {
-    units.push_back(co_await readUnit());
+    std::optional<std::string> unit = reader_.nextUnit();
+    if (!unit) {
+      co_await receiveMore();
+      continue;
+    }
+    units.push_back(std::move(*unit));
     failIfRefused(units, tag);
-    inStep_ = units.back().starts_with(tag + " ");
-    if (units.back().starts_with(tag + " OK")) co_return units;
+    inStep_ = isAnswer(units.back(), tag, " ");
+    if (isAnswer(units.back(), tag, " OK")) co_return units;
   }
 }
 
 // A refusal leaves the dialogue in step.
-void IMAPClient::failIfRefused(const std::vector<std::string>& units, const std::string& tag) {
-  const std::string& last = units.back();
-  if (!last.starts_with(tag + " NO") && !last.starts_with(tag + " BAD")) return;
+void IMAPClient::failIfRefused(const std::vector<std::string>& units, std::string_view tag) {
+  if (!isAnswer(units.back(), tag, " NO") && !isAnswer(units.back(), tag, " BAD")) return;
   inStep_ = true;
   throw IMAPError::taggedFailure(imapFailureText(units, secrets_));
-}
-
-Task<void> IMAPClient::send(std::string bytes) {
-  Task<void> sending = connection().send(std::move(bytes));
-  co_await std::move(sending);
 }
 
 Task<std::string> IMAPClient::readUnit() {
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (unit) co_return std::move(*unit);
-    Task<Received> receiving = connection().receive(reader_.room(), {});
-    const Received received = co_await std::move(receiving);
-    if (received.count == 0) {
-      throw received.finished ? IMAPError::connectionFailed()
-                              : IMAPError::protocolError("Stalled IMAP parse");
-    }
-    reader_.arrived(received.count);
+    co_await receiveMore();
   }
+}
+
+Task<void> IMAPClient::receiveMore() {
+  Task<Received> receiving = connection().receive(reader_.room(), {});
+  const Received received = co_await std::move(receiving);
+  if (received.count == 0) {
+    throw received.finished ? IMAPError::connectionFailed()
+                            : IMAPError::protocolError("Stalled IMAP parse");
+  }
+  reader_.arrived(received.count);
 }
 
 ByteStream& IMAPClient::connection() {

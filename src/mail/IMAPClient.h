@@ -5,6 +5,7 @@
 #include <memory>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mail/IMAPError.h"
@@ -56,9 +57,9 @@ class IMAPClient {
 
  private:
   Task<std::vector<std::string>> runCommand(std::string text);
-  void failIfRefused(const std::vector<std::string>& units, const std::string& tag);
-  Task<void> send(std::string bytes);
+  void failIfRefused(const std::vector<std::string>& units, std::string_view tag);
   Task<std::string> readUnit();
+  Task<void> receiveMore();
   Task<void> waitForAnnouncement(std::chrono::milliseconds longest, std::stop_token stop);
   ByteStream& connection();
 

@@ -13,7 +13,8 @@
 namespace halcyra {
 namespace {
 
-constexpr std::size_t firstRoom = 16u << 10;
+// An ordinary message and its answer arrive in one piece.
+constexpr std::size_t firstRoom = 32u << 10;
 constexpr std::size_t smallestRoom = 4u << 10;
 constexpr std::size_t literalStep = 1u << 20;
 
@@ -96,12 +97,11 @@ void IMAPReader::startLiteral(std::size_t length) {
   literalEnd_ = literal_.size() + length;
 }
 
-// What arrived together with the announcement.
+// What arrived together with the announcement; later bytes are received into the literal itself.
 void IMAPReader::moveIntoLiteral() {
   const std::size_t size = std::min(end_ - begin_, literalEnd_ - literalFilled_);
   if (size == 0) return;
-  literal_.resize(std::max(literal_.size(), literalFilled_ + size));
-  std::memcpy(literal_.data() + literalFilled_, buffer_.data() + begin_, size);
+  literal_.append(buffer_, begin_, size);
   literalFilled_ += size;
   begin_ += size;
   scanned_ = begin_;

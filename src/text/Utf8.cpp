@@ -1,5 +1,6 @@
 #include "text/Utf8.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -69,11 +70,20 @@ void repairFrom(std::size_t position, std::string_view bytes, Take take) {
 std::size_t asciiRunEnd(std::string_view bytes, std::size_t position) {
   constexpr std::uint64_t highBits = 0x8080808080808080u;
   std::size_t end = position;
-  while (end + sizeof(std::uint64_t) <= bytes.size()) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes.data() + end, sizeof word);
-    if (word & highBits) break;
-    end += sizeof word;
+  std::uint64_t words[4];
+  while (end + sizeof words <= bytes.size()) {
+    std::memcpy(words, bytes.data() + end, sizeof words);
+    if ((words[0] | words[1] | words[2] | words[3]) & highBits) break;
+    end += sizeof words;
+  }
+  while (end + sizeof words[0] <= bytes.size()) {
+    std::memcpy(words, bytes.data() + end, sizeof words[0]);
+    const std::uint64_t high = words[0] & highBits;
+    if (high && std::endian::native == std::endian::little) {
+      return end + static_cast<std::size_t>(std::countr_zero(high)) / 8;
+    }
+    if (high) break;
+    end += sizeof words[0];
   }
   while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
   return end;

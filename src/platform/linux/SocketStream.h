@@ -46,7 +46,7 @@ class SocketStream : public ByteStream {
   using Deadline = OperationLimit::Deadline;
 
   Task<bool> ready(SocketTry::Result need, Deadline deadline, const std::stop_token& stop);
-  Task<void> letOthersRun(std::size_t moved);
+  Task<void> letOthersRun();
   void requireOpen() const;
   StreamError silent(const char* what, std::chrono::milliseconds limit) const;
 
