@@ -1,0 +1,115 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "FaultyConnector.h"
+#include "FaultyRelay.h"
+#include "app/AppState.h"
+#include "app/Providers.h"
+#include "config/ConfigStore.h"
+#include "platform/linux/CurlHttpClient.h"
+#include "sandbox/ProviderServers.h"
+#include "support/IMAPDouble.h"
+#include "support/MemoryFiles.h"
+#include "support/MemoryKeychain.h"
+#include "support/RecordingLog.h"
+#include "support/SubmissionDouble.h"
+#include "support/ZonedClock.h"
+
+namespace halcyra {
+
+enum class Peer { mailServer, model, google, microsoft, dataverse, salesforce };
+
+/// What a pass over a mailbox talks about, and whose connections the fault may strike.
+struct Exchange {
+  const char* name;
+  /// "imap", "gmail" or "graph".
+  const char* mailbox;
+  /// The id of the rule that the model chooses.
+  const char* rule;
+  std::set<Peer> faulty;
+};
+
+/// HTTP through curl whose longest silence can be cut short.
+struct ImpatientHttp : HttpClient {
+  Task<HttpResponse> perform(HttpRequest request) override {
+    if (patience) request.timeout = *patience;
+    return curl.perform(std::move(request));
+  }
+  CurlHttpClient curl;
+  std::optional<std::chrono::milliseconds> patience;
+};
+
+/// The whole application without a face, its files in memory, at noon, with peers that are real
+/// servers on loopback ports (the mail servers: in memory). The peers of the exchange are reached
+/// over a wire with a fault.
+class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
+ public:
+  FaultWorld(const Exchange& exchange, Fault fault);
+
+  /// One pass. A request then waits no longer than `patience`.
+  void pass(std::optional<std::chrono::milliseconds> patience);
+  /// What a user does when the tokens are of no use.
+  void signIn();
+
+  std::size_t messages() const { return isIMAP() ? imap_.messages.size() : 1; }
+  std::size_t seen() const;
+  std::size_t recorded() const;
+  /// Forwards, by whatever way, or leads.
+  std::size_t sent() const;
+  std::size_t crossed() const { return wire_.crossed(); }
+  std::vector<std::string> log() const { return log_.lines(); }
+
+ private:
+  /// Both mail servers behind one connector.
+  struct MailServers : StreamConnector {
+    MailServers(IMAPDouble& imap, SubmissionDouble& smtp) : imap_(imap), smtp_(smtp) {}
+    Task<std::unique_ptr<ByteStream>> connect(Endpoint endpoint) override {
+      return endpoint.port == 143 ? imap_.connect(std::move(endpoint))
+                                  : smtp_.connect(std::move(endpoint));
+    }
+    IMAPDouble& imap_;
+    SubmissionDouble& smtp_;
+  };
+
+  bool isIMAP() const { return std::string_view(exchange_.mailbox) == "imap"; }
+  std::string addressOf(Peer peer, const sandbox::LoopbackHttpServer& server);
+  Endpoints endpoints();
+  AppConfig config();
+  void deliver();
+  AppServices services();
+
+  void present(Suggestion) override {}
+  void decided(const TriageDecision&) override {}
+  Task<bool> post(std::string, std::string) override { co_return false; }
+
+  const Exchange exchange_;
+  Wire wire_;
+  sandbox::ProviderServers servers_;
+  sandbox::LoopbackHttpServer model_;
+  std::vector<std::unique_ptr<FaultyRelay>> relays_;
+  IMAPDouble imap_;
+  SubmissionDouble smtp_;
+  std::string gmailId_;
+  std::string outlookId_;
+  MailServers mailServers_{imap_, smtp_};
+  FaultyConnector faultyMailServers_{mailServers_, wire_};
+  boost::asio::io_context context_;
+  MemoryFiles files_;
+  MemoryKeychain keychain_;
+  KeychainEnvelopeStorage storage_{keychain_};
+  KeychainHelper secrets_;
+  ConfigStore configStore_{files_, storage_, "/data"};
+  ProcessedMessageStore processed_{files_, "/data"};
+  ZonedClock clock_;
+  RecordingLog log_;
+  ImpatientHttp http_;
+  Providers providers_;
+  AppState state_;
+};
+
+}  // namespace halcyra
