@@ -48,7 +48,9 @@ std::size_t sizeOf(const Exchange& exchange) {
 void strike(const Exchange& exchange, Fault fault) {
   FaultWorld world(exchange, fault);
   const bool harmless = fault.kind == FaultKind::split;
-  world.pass(harmless ? std::nullopt : std::optional(shortPatience));
+  const bool mayWait = harmless || fault.kind == FaultKind::cut;
+  world.pass(mayWait ? std::nullopt : std::optional(shortPatience));
+  world.heal();
   EXPECT_LE(world.seen(), world.recorded()) << "seen without a record";
   EXPECT_LE(world.sent(), world.messages()) << "sent twice in one pass";
   const bool handled = world.recorded() == world.messages();

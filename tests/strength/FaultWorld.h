@@ -53,6 +53,8 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
 
   /// One pass. A request then waits no longer than `patience`.
   void pass(std::optional<std::chrono::milliseconds> patience);
+  /// From now on nothing is struck.
+  void heal() { wire_.heal(); }
   /// What a user does when the tokens are of no use.
   void signIn();
 

@@ -40,4 +40,9 @@ std::size_t Wire::crossed() const {
   return crossed_;
 }
 
+void Wire::heal() {
+  const std::lock_guard guard(lock_);
+  fault_ = {};
+}
+
 }  // namespace halcyra

@@ -37,10 +37,12 @@ class Wire {
   Crossing cross(std::string bytes);
 
   std::size_t crossed() const;
+  /// The fault will not come any more, if it has not yet.
+  void heal();
 
  private:
   mutable std::mutex lock_;
-  const Fault fault_;
+  Fault fault_;
   std::size_t crossed_ = 0;
 };
 
