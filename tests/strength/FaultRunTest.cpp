@@ -35,9 +35,16 @@ std::string joined(const std::vector<std::string>& lines) {
   return text;
 }
 
+// Two messages, where a failure of the first must not keep the other.
+void deliver(FaultWorld& world, const Exchange& exchange) {
+  world.deliver();
+  if (std::string_view(exchange.mailbox) == "imap") world.deliver();
+}
+
 // What crosses when nothing happens.
 std::size_t sizeOf(const Exchange& exchange) {
-  FaultWorld world(exchange, {});
+  FaultWorld world(exchange);
+  deliver(world, exchange);
   world.pass({});
   EXPECT_EQ(world.recorded(), world.messages()) << joined(world.log());
   EXPECT_EQ(world.seen(), world.messages()) << joined(world.log());
@@ -47,6 +54,7 @@ std::size_t sizeOf(const Exchange& exchange) {
 
 void strike(const Exchange& exchange, Fault fault) {
   FaultWorld world(exchange, fault);
+  deliver(world, exchange);
   const bool harmless = fault.kind == FaultKind::split;
   const bool mayWait = harmless || fault.kind == FaultKind::cut;
   world.pass(mayWait ? std::nullopt : std::optional(shortPatience));

@@ -25,11 +25,6 @@ HttpResponse modelAnswer(const char* rule, const sandbox::ServedRequest& request
   return {200, {{"Content-Type", "application/json"}}, body.dump()};
 }
 
-TimePoint noon() {
-  const TimePoint day = std::chrono::sys_days(std::chrono::year(2026) / 3 / 5);
-  return SystemClock().startOfLocalDay(day) + std::chrono::hours(12);
-}
-
 BuildValues buildValues(const sandbox::ProviderAccess& access) {
   return {{"HalcyraGoogleOAuthClientId", access.googleClientId},
           {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId},
@@ -38,12 +33,17 @@ BuildValues buildValues(const sandbox::ProviderAccess& access) {
 
 }  // namespace
 
-FaultWorld::FaultWorld(const Exchange& exchange, Fault fault)
+TimePoint FaultWorld::noon() {
+  const TimePoint day = std::chrono::sys_days(std::chrono::year(2026) / 3 / 5);
+  return SystemClock().startOfLocalDay(day) + std::chrono::hours(12);
+}
+
+FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
     : exchange_(exchange),
       wire_(fault),
       model_([rule = exchange.rule](const auto& request) { return modelAnswer(rule, request); }),
       secrets_(storage_, buildValues(servers_.access())),
-      clock_(noon()),
+      clock_(start),
       providers_({.http = http_,
                   .clock = clock_,
                   .secrets = secrets_,
@@ -60,7 +60,6 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault)
   secrets_.invalidateSecretCaches();
   configStore_.setConfig(config());
   signIn();
-  deliver();
 }
 
 std::string FaultWorld::addressOf(Peer peer, const sandbox::LoopbackHttpServer& server) {
@@ -138,16 +137,18 @@ void FaultWorld::signIn() {
 }
 
 void FaultWorld::deliver() {
-  using sandbox::simpleMessage;
-  // Numbers that no flipped bit turns into each other.
-  for (const std::uint32_t uid : {11u, 22u}) {
-    const std::string id = "<" + std::to_string(uid) + "@x>";
-    imap_.messages[uid].text = simpleMessage(id, "Hello", "Text.");
+  // Multiples of eleven, which no flipped bit turns into each other.
+  const auto uid = static_cast<std::uint32_t>(++delivered_ * 11);
+  const std::string text =
+      sandbox::simpleMessage("<" + std::to_string(uid) + "@x>", "Hello", "Text.");
+  const TimePoint now = clock_.now();
+  if (arrivesAt("imap")) {
+    imap_.messages[uid].text = text;
+  } else if (arrivesAt("gmail")) {
+    providerIds_.push_back(servers_.google.deliver(text, {"INBOX", "UNREAD"}, now));
+  } else {
+    providerIds_.push_back(servers_.microsoft.deliver(text, {.received = now}));
   }
-  gmailId_ = servers_.google.deliver(simpleMessage("<1@x>", "Hello", "Text."), {"INBOX", "UNREAD"},
-                                     clock_.now());
-  outlookId_ = servers_.microsoft.deliver(simpleMessage("<1@x>", "Hello", "Text."),
-                                          {.received = clock_.now()});
 }
 
 AppServices FaultWorld::services() {
@@ -178,13 +179,16 @@ void FaultWorld::pass(std::optional<std::chrono::milliseconds> patience) {
   runTask(context_, state_.runOnce([](const MailAccount&, PassResult) {}, {}));
 }
 
+bool FaultWorld::isSeen(const std::string& providerId) const {
+  return arrivesAt("gmail") ? !servers_.google.isUnread(providerId)
+                            : servers_.microsoft.isRead(providerId);
+}
+
 std::size_t FaultWorld::seen() const {
-  if (!isIMAP()) {
-    const bool gmail = std::string_view(exchange_.mailbox) == "gmail";
-    return gmail ? !servers_.google.isUnread(gmailId_) : servers_.microsoft.isRead(outlookId_);
-  }
-  return static_cast<std::size_t>(std::ranges::count_if(
-      imap_.messages, [](const auto& message) { return message.second.seen; }));
+  const auto count =
+      std::ranges::count_if(imap_.messages, [](const auto& each) { return each.second.seen; }) +
+      std::ranges::count_if(providerIds_, [&](const std::string& id) { return isSeen(id); });
+  return static_cast<std::size_t>(count);
 }
 
 std::size_t FaultWorld::recorded() const {

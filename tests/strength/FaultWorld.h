@@ -37,19 +37,25 @@ struct Exchange {
 /// HTTP through curl whose longest silence can be cut short.
 struct ImpatientHttp : HttpClient {
   Task<HttpResponse> perform(HttpRequest request) override {
+    if (onRequest) onRequest();
     if (patience) request.timeout = *patience;
     return curl.perform(std::move(request));
   }
   CurlHttpClient curl;
   std::optional<std::chrono::milliseconds> patience;
+  /// Happens before each request.
+  std::function<void()> onRequest;
 };
 
-/// The whole application without a face, its files in memory, at noon, with peers that are real
+/// The whole application without a face, its files in memory, with peers that are real
 /// servers on loopback ports (the mail servers: in memory). The peers of the exchange are reached
 /// over a wire with a fault.
 class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
  public:
-  FaultWorld(const Exchange& exchange, Fault fault);
+  /// Noon in the process's time zone.
+  static TimePoint noon();
+
+  explicit FaultWorld(const Exchange& exchange, Fault fault = {}, TimePoint start = noon());
 
   /// One pass. A request then waits no longer than `patience`.
   void pass(std::optional<std::chrono::milliseconds> patience);
@@ -58,13 +64,18 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   /// What a user does when the tokens are of no use.
   void signIn();
 
-  std::size_t messages() const { return isIMAP() ? imap_.messages.size() : 1; }
+  /// Puts one more message into the mailbox, received at this moment.
+  void deliver();
+
+  std::size_t messages() const { return delivered_; }
   std::size_t seen() const;
   std::size_t recorded() const;
   /// Forwards, by whatever way, or leads.
   std::size_t sent() const;
   std::size_t crossed() const { return wire_.crossed(); }
   std::vector<std::string> log() const { return log_.lines(); }
+  ZonedClock& clock() { return clock_; }
+  ImpatientHttp& http() { return http_; }
 
  private:
   /// Both mail servers behind one connector.
@@ -78,11 +89,11 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
     SubmissionDouble& smtp_;
   };
 
-  bool isIMAP() const { return std::string_view(exchange_.mailbox) == "imap"; }
+  bool arrivesAt(std::string_view mailbox) const { return exchange_.mailbox == mailbox; }
+  bool isSeen(const std::string& providerId) const;
   std::string addressOf(Peer peer, const sandbox::LoopbackHttpServer& server);
   Endpoints endpoints();
   AppConfig config();
-  void deliver();
   AppServices services();
 
   void present(Suggestion) override {}
@@ -96,8 +107,8 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   std::vector<std::unique_ptr<FaultyRelay>> relays_;
   IMAPDouble imap_;
   SubmissionDouble smtp_;
-  std::string gmailId_;
-  std::string outlookId_;
+  std::size_t delivered_ = 0;
+  std::vector<std::string> providerIds_;
   MailServers mailServers_{imap_, smtp_};
   FaultyConnector faultyMailServers_{mailServers_, wire_};
   boost::asio::io_context context_;
