@@ -107,6 +107,7 @@ struct CrashCount {
   int kills = 0;
   int messages = 0;
   int twice = 0;
+  steady_clock::duration span{};  // in which the kills were spread, added up
 };
 
 void crash(int moments, std::mt19937& chance, CrashCount& count) {
@@ -136,19 +137,22 @@ void crash(int moments, std::mt19937& chance, CrashCount& count) {
   count.kills += kills;
   count.messages += w.delivered;
   count.twice += killedWhileSending;
+  count.span += pass * kills;
 }
 
 TEST(CrashRun, AtAnyMomentMessagesAreUntouchedOrHandled) {
   const unsigned seed = chosenSeed();
-  std::cout << "seed " << seed << std::endl;
+  std::cout << "note: seed " << seed << std::endl;
   std::mt19937 chance(seed);
   const int moments = isLongRun() ? 1000 : 10;
   CrashCount count;
   while (count.kills < moments && !HasFailure()) {
     crash(std::min(50, moments - count.kills), chance, count);
   }
-  std::cout << count.kills << " kills, " << count.messages << " messages, " << count.twice
-            << " forwards that went out twice" << std::endl;
+  const double each = std::chrono::duration<double, std::milli>(count.span).count() / count.kills;
+  std::cout << "note: " << count.kills << " kills, " << count.messages << " messages, "
+            << count.twice << " forwards that went out twice: about "
+            << each * count.twice / count.kills / messagesAMoment << " ms of each message's way\n";
 }
 
 }  // namespace

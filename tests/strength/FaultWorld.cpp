@@ -10,12 +10,6 @@ namespace {
 
 using nlohmann::json;
 
-// A listener and a browser that nobody needs.
-struct NoBrowser : LoopbackListener, Browser {
-  std::unique_ptr<Listening> listen(std::uint16_t, Accepted) override { throw ListenError("no"); }
-  bool open(const std::string&) override { return false; }
-} noBrowser;
-
 HttpResponse modelAnswer(const char* rule, const sandbox::ServedRequest& request) {
   const bool readsALead = request.body.find("first_name") != std::string::npos;
   const json reply = readsALead
@@ -48,8 +42,8 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
                   .clock = clock_,
                   .secrets = secrets_,
                   .processed = processed_,
-                  .listener = noBrowser,
-                  .browser = noBrowser,
+                  .listener = person_,
+                  .browser = person_,
                   .log = log_,
                   .blocking = context_.get_executor(),
                   .endpoints = endpoints()}),
@@ -189,6 +183,43 @@ std::size_t FaultWorld::seen() const {
       std::ranges::count_if(imap_.messages, [](const auto& each) { return each.second.seen; }) +
       std::ranges::count_if(providerIds_, [&](const std::string& id) { return isSeen(id); });
   return static_cast<std::size_t>(count);
+}
+
+std::string FaultWorld::signInByBrowser(std::optional<std::chrono::milliseconds> patience) {
+  http_.patience = patience;
+  Task<void> signingIn = signInAtProvider();
+  try {
+    runTask(context_, std::move(signingIn));
+    return "";
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+Task<void> FaultWorld::signInAtProvider() {
+  const std::string_view provider = exchange_.mailbox;
+  if (provider == "gmail") {
+    person_.page = [this](const auto& request) { return servers_.google(request); };
+    auto signingIn = providers_.signIn().signInGoogle("gmail", {}, {});
+    co_await std::move(signingIn);
+  } else if (provider == "graph") {
+    person_.page = [this](const auto& request) { return servers_.microsoft(request); };
+    auto signingIn = providers_.signIn().signInMicrosoft(configStore_.config(), "graph", {}, {});
+    co_await std::move(signingIn);
+  } else {
+    person_.page = [this](const auto& request) { return servers_.salesforce(request); };
+    auto signingIn = providers_.salesforceSignIn().signInSalesforce(
+        "sf", std::string(defaultSalesforceLoginHost), {}, {});
+    co_await std::move(signingIn);
+  }
+}
+
+std::string FaultWorld::credential() {
+  const bool salesforce = exchange_.faulty.contains(Peer::salesforce);
+  return storage_
+      .readSecret(salesforce ? secretKey::salesforceCredential("sf")
+                             : secretKey::oauthCredential(exchange_.mailbox))
+      .value_or("");
 }
 
 std::size_t FaultWorld::recorded() const {

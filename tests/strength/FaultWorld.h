@@ -8,6 +8,7 @@
 
 #include "FaultyConnector.h"
 #include "FaultyRelay.h"
+#include "PersonAtBrowser.h"
 #include "app/AppState.h"
 #include "app/Providers.h"
 #include "config/ConfigStore.h"
@@ -67,6 +68,11 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   /// Puts one more message into the mailbox, received at this moment.
   void deliver();
 
+  /// The whole sign-in at the exchange's provider. Gives the failure's text, or nothing.
+  std::string signInByBrowser(std::optional<std::chrono::milliseconds> patience);
+  /// What is stored of that sign-in.
+  std::string credential();
+
   std::size_t messages() const { return delivered_; }
   std::size_t seen() const;
   std::size_t recorded() const;
@@ -95,6 +101,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   Endpoints endpoints();
   AppConfig config();
   AppServices services();
+  Task<void> signInAtProvider();
 
   void present(Suggestion) override {}
   void decided(const TriageDecision&) override {}
@@ -112,6 +119,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   MailServers mailServers_{imap_, smtp_};
   FaultyConnector faultyMailServers_{mailServers_, wire_};
   boost::asio::io_context context_;
+  PersonAtBrowser person_{context_.get_executor()};
   MemoryFiles files_;
   MemoryKeychain keychain_;
   KeychainEnvelopeStorage storage_{keychain_};

@@ -4,12 +4,14 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/ByteStream.h"
 
 namespace halcyra {
 
-/// An IMAP server in memory with one mailbox; any user is let in. It outlives its connections.
+/// An IMAP server in memory with one mailbox; any user is let in, and whoever waits in IDLE is told
+/// of new mail at once. It outlives its connections.
 class IMAPDouble : public StreamConnector {
  public:
   struct Message {
@@ -48,6 +50,10 @@ class IMAPDouble : public StreamConnector {
 
    private:
     void answer(const std::string& line) {
+      if (line == "DONE") {
+        answers_ += std::exchange(idleTag_, {}) + " OK Idle completed\r\n";
+        return;
+      }
       const std::string tag = line.substr(0, line.find(' '));
       const auto command = [&](const char* word) { return line.find(word) != std::string::npos; };
       if (command(" UID SEARCH UNSEEN ")) {
@@ -67,6 +73,11 @@ class IMAPDouble : public StreamConnector {
       if (stored != server_.messages.end() && command("+FLAGS (\\Seen)")) {
         stored->second.seen = true;
       }
+      if (command(" IDLE")) {
+        idleTag_ = tag;
+        answers_ += "+ idling\r\n* 3 EXISTS\r\n";
+        return;
+      }
       const bool known = command(" LOGIN ") || command(" SELECT ") || command(" UID ");
       answers_ += tag + (known ? " OK done\r\n" : " BAD unknown\r\n");
     }
@@ -80,6 +91,7 @@ class IMAPDouble : public StreamConnector {
 
     IMAPDouble& server_;
     std::string asked_;
+    std::string idleTag_;
     std::string answers_ = "* OK ready\r\n";
   };
 };

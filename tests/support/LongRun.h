@@ -8,7 +8,8 @@ namespace halcyra {
 /// Do the exhaustive tests go all the way (HALCYRA_LONG=1, which `./test --long` sets), or do they
 /// take samples?
 inline bool isLongRun() {
-  return std::getenv("HALCYRA_LONG") != nullptr;
+  const char* value = std::getenv("HALCYRA_LONG");
+  return value != nullptr && *value != '\0';
 }
 
 /// The step of a walk over many cases. A prime for the samples, so that they fall on every column
