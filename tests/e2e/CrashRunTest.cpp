@@ -72,7 +72,9 @@ class ForwardingWorld {
     sandbox::ChildProcess program(world.home.command({"monitor", "--once"}));
     if (endsBefore(program, moment)) return false;
     program.signal(SIGKILL);
-    return program.wait(20s)->status == 128 + SIGKILL;
+    const auto ending = program.wait(60s);
+    EXPECT_TRUE(ending);
+    return ending && ending->status == 128 + SIGKILL;
   }
 
   // What holds at any time. Handed out: how often each message went out.

@@ -195,7 +195,7 @@ TEST_F(Durability, ALargeMailboxIsHandledWholeInOnePass) {
   const int messages = isLongRun() ? 20'000 : 200;
   for (int number = 0; number < messages; ++number) deliver(number);
   sandbox::ChildProcess program(world.home.command({"monitor", "--once"}));
-  const auto ending = program.wait(isLongRun() ? std::chrono::minutes(30) : 1min);
+  const auto ending = program.wait(isLongRun() ? std::chrono::minutes(60) : 2min);
   ASSERT_TRUE(ending);
   EXPECT_EQ(ending->status, 0) << program.errors();
   EXPECT_LT(ending->peakBytes, 64u << 20);
