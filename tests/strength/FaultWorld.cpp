@@ -185,6 +185,11 @@ std::size_t FaultWorld::seen() const {
   return static_cast<std::size_t>(count);
 }
 
+void FaultWorld::heal() {
+  wire_.heal();
+  for (const auto& relay : relays_) relay->dropAll();
+}
+
 std::string FaultWorld::signInByBrowser(std::optional<std::chrono::milliseconds> patience) {
   http_.patience = patience;
   Task<void> signingIn = signInAtProvider();

@@ -60,8 +60,9 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
 
   /// One pass. A request then waits no longer than `patience`.
   void pass(std::optional<std::chrono::milliseconds> patience);
-  /// From now on nothing is struck.
-  void heal() { wire_.heal(); }
+  /// From now on nothing is struck. A connection on which a length was struck may hold an answer
+  /// too many, so all begin anew.
+  void heal();
   /// What a user does when the tokens are of no use.
   void signIn();
 

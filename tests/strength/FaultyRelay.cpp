@@ -3,8 +3,10 @@
 #include <array>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
+#include <future>
 
 namespace halcyra {
 
@@ -24,6 +26,19 @@ FaultyRelay::~FaultyRelay() {
   context_.stop();
   thread_.join();
   connections_.clear();
+}
+
+void FaultyRelay::dropAll() {
+  std::promise<void> done;
+  asio::post(context_, [&] {
+    for (const auto& connection : connections_) {
+      connection->client.close();
+      connection->server.close();
+    }
+    connections_.clear();
+    done.set_value();
+  });
+  done.get_future().wait();
 }
 
 asio::awaitable<void> FaultyRelay::accept() {

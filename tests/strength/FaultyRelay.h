@@ -19,6 +19,9 @@ class FaultyRelay {
   FaultyRelay(std::uint16_t target, Wire& wire);
   ~FaultyRelay();
 
+  /// Ends the connections that are open.
+  void dropAll();
+
   std::string baseURL() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
  private:
