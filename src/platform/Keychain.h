@@ -17,6 +17,7 @@ enum class KeychainStatus : std::int32_t {
   itemNotFound = -25300,
   interactionNotAllowed = -25308,
   ioError = -36,
+  cannotWrite = -61,
 };
 
 /// May the operation ask the user to unlock the keychain?

@@ -7,6 +7,7 @@
 
 #include "World.h"
 #include "sandbox/SampleMail.h"
+#include "support/LongRun.h"
 
 namespace halcyra {
 namespace {
@@ -118,6 +119,93 @@ TEST_F(Durability, AReadOnlyFolderCostsTheRecordButNotTheRun) {
     EXPECT_TRUE(name == "config.json" || name == "secrets.json" || name == "monitor.lock")
         << name << " was left behind";
   }
+}
+
+// A file can be begun, and its bytes do not all fit.
+TEST_F(Durability, AFullDiskCostsTheNewRecordButNoFile) {
+  deliver(1);
+  ASSERT_EQ(world.onePass().status, 0);
+  const auto filesOf = [&] {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::directory_iterator(world.home.dataFolder())) {
+      if (entry.path().extension() == ".lock") continue;
+      std::ifstream in(entry.path());
+      files[entry.path().filename()] = {std::istreambuf_iterator<char>(in), {}};
+    }
+    return files;
+  };
+  const auto before = filesOf();
+  const auto runFull = [&](std::vector<std::string> arguments, const std::string& input) {
+    sandbox::Command command = world.home.command(std::move(arguments));
+    command.fileSizeLimit = 5;
+    sandbox::ChildProcess program(command);
+    program.finishInput(input);
+    const auto ending = program.wait(30s);
+    EXPECT_TRUE(ending);
+    EXPECT_EQ(filesOf(), before);
+    return std::pair(ending ? ending->status : -1, program.errors());
+  };
+
+  deliver(2);
+  deliver(3);
+  const auto [status, errors] = runFull({"monitor", "--once", "--json"}, "");
+  EXPECT_EQ(status, 0) << errors;
+  for (const char* id : {"<2@x>", "<3@x>"}) EXPECT_TRUE(server.seen("kim", id));
+  const std::string line = "[Halcyra] Handled messages cannot be recorded: make room on the disk";
+  const std::size_t first = errors.find(line);
+  EXPECT_NE(first, std::string::npos) << errors;
+  EXPECT_EQ(errors.find(line, first + 1), std::string::npos) << "said more than once";
+  const std::pair<std::vector<std::string>, const char*> writers[] = {
+      {{"config", "set", "llmModel", "m"}, "config.json: File too large"},
+      {{"secret", "set", "llm.apiKey"}, "secrets.json cannot be written and stays as it was"}};
+  for (const auto& [arguments, told] : writers) {
+    const auto [failed, why] = runFull(arguments, "new\n");
+    EXPECT_EQ(failed, 1) << told;
+    EXPECT_NE(why.find(told), std::string::npos) << why;
+  }
+
+  const int asked = model.requests();
+  EXPECT_EQ(world.onePass().status, 0);
+  EXPECT_EQ(model.requests(), asked) << "what was marked is not handled again";
+}
+
+// Settings and records are read at the start. What others do to the files meanwhile neither
+// disturbs the run nor is undone by it.
+TEST_F(Durability, FilesThatAreEditedDuringARunDoNotDisturbIt) {
+  const std::string damage = "{\"rules\": [";
+  ScriptedModel editing([&](const std::string&) {
+    for (const fs::path& file : {world.home.configFile(), world.home.processedFile()}) {
+      std::ofstream(file) << damage;
+    }
+    return completion(choice("file", 0.9));
+  });
+  world.home.settings["llmBaseURL"] = editing.baseURL();
+  world.home.save();
+  deliver(1);
+  deliver(2);
+  const auto run = world.onePass();
+  EXPECT_EQ(run.status, 0) << run.errors;
+  EXPECT_TRUE(server.seen("kim", "<1@x>") && server.seen("kim", "<2@x>"));
+  EXPECT_EQ(world.recorded(), (std::set<std::string>{"<1@x>", "<2@x>"}));
+  std::ifstream config(world.home.configFile());
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(config), {}), damage);
+}
+
+TEST_F(Durability, ALargeMailboxIsHandledWholeInOnePass) {
+  const int messages = isLongRun() ? 20'000 : 200;
+  for (int number = 0; number < messages; ++number) deliver(number);
+  sandbox::ChildProcess program(world.home.command({"monitor", "--once"}));
+  const auto ending = program.wait(isLongRun() ? std::chrono::minutes(60) : 2min);
+  ASSERT_TRUE(ending);
+  EXPECT_EQ(ending->status, 0) << program.errors();
+  EXPECT_LT(ending->peakBytes, 64u << 20);
+  const auto flags = server.flags("kim");
+  EXPECT_EQ(flags.size(), static_cast<std::size_t>(messages));
+  for (const auto& [id, letters] : flags) ASSERT_EQ(letters, "S") << id;
+  EXPECT_EQ(model.requests(), messages);
+  // The store forgets some of more than 5,000; their mail is seen and not met again.
+  EXPECT_EQ(world.onePass().status, 0);
+  EXPECT_EQ(model.requests(), messages);
 }
 
 }  // namespace

@@ -178,7 +178,8 @@ TEST_F(PosixFilesTest, ADamagedSecretsFileIsNoEmptyOne) {
   EXPECT_NE(keychain.describe(ioError)->find(file_.string()), std::string::npos);
   files_.writeAtomically(file_, "{}");
   const FileSizeLimit limit(10);
-  EXPECT_EQ(keychain.add("a", "longer than that"), ioError);
+  EXPECT_EQ(keychain.add("a", "longer than that"), cannotWrite);
+  EXPECT_NE(keychain.describe(cannotWrite)->find("make room"), std::string::npos);
   EXPECT_EQ(files_.read(file_), "{}");
 }
 

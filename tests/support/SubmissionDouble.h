@@ -42,18 +42,26 @@ class SubmissionDouble : public StreamConnector {
     }
 
     Task<void> send(std::string bytes) override {
-      const bool no = !servers_.refused.empty() && bytes.starts_with(servers_.refused);
-      answer_ += no ? "550 no\r\n" : replyTo(bytes) + "\r\n";
+      asked_ += bytes;
+      for (std::size_t end; (end = asked_.find(turnEnd())) != std::string::npos;) {
+        const std::string turn = asked_.substr(0, end + turnEnd().size());
+        asked_.erase(0, turn.size());
+        const bool no = !servers_.refused.empty() && turn.starts_with(servers_.refused);
+        answer_ += no ? "550 no\r\n" : replyTo(turn) + "\r\n";
+      }
       co_return;
     }
 
     void close() noexcept override {}
 
    private:
+    std::string turnEnd() const { return inData_ ? "\r\n.\r\n" : "\r\n"; }
+
     std::string replyTo(const std::string& bytes) {
       if (inData_) {
         message_.data = bytes.substr(0, bytes.find("\r\n.\r\n"));
         servers_.accepted.push_back(message_);
+        inData_ = false;
         return "250 kept";
       }
       const std::string argument = bytes.substr(0, bytes.find('\r'));
@@ -73,6 +81,7 @@ class SubmissionDouble : public StreamConnector {
 
     SubmissionDouble& servers_;
     Message message_;
+    std::string asked_;
     std::string answer_ = "220 ready\r\n";
     bool inData_ = false;
   };

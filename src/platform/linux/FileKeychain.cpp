@@ -58,10 +58,16 @@ KeychainStatus FileKeychain::remove(const std::string& account) {
 }
 
 std::optional<std::string> FileKeychain::describe(KeychainStatus status) const {
-  if (status != KeychainStatus::ioError) return std::nullopt;
-  return "The secrets file " + file_.string() +
-         " is damaged, or cannot be read or written: mend it, or move it away and set the "
-         "secrets again.";
+  if (status == KeychainStatus::ioError) {
+    return "The secrets file " + file_.string() +
+           " is damaged or cannot be read: mend it, or move it away and set the secrets again.";
+  }
+  if (status == KeychainStatus::cannotWrite) {
+    return "The secrets file " + file_.string() +
+           " cannot be written and stays as it was: make room on the disk of its folder, or make "
+           "the folder writable.";
+  }
+  return std::nullopt;
 }
 
 // Nothing when the file is there and cannot be used; no file is no items.
@@ -93,7 +99,7 @@ KeychainStatus FileKeychain::save(const Items& items) {
   } catch (const nlohmann::json::type_error&) {  // a value that is no UTF-8
     return KeychainStatus::ioError;
   } catch (const FileError&) {
-    return KeychainStatus::ioError;
+    return KeychainStatus::cannotWrite;
   }
 }
 

@@ -10,7 +10,8 @@ namespace halcyra {
 
 /// A keychain for sessions without a Secret Service: one JSON file, account to text, in plain text.
 /// Only the permissions protect it: the file is kept at 0600 in a folder of 0700. A file that is
-/// damaged or cannot be read is ioError for every operation and stays as it is.
+/// damaged or cannot be read is ioError for every operation and stays as it is; so does one that
+/// cannot be replaced, which is cannotWrite.
 class FileKeychain : public Keychain {
  public:
   /// `files` must outlive the keychain.

@@ -300,6 +300,7 @@ std::optional<std::string> SecretServiceKeychain::describe(KeychainStatus status
     case KeychainStatus::duplicateItem:
       return "The keyring has such an item already.";
     case KeychainStatus::ioError:
+    case KeychainStatus::cannotWrite:
       return "The Secret Service reported an error.";
     case KeychainStatus::success:
       break;

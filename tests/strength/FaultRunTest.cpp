@@ -1,0 +1,119 @@
+// Every exchange with a peer, struck at each of its bytes in turn (a sample of them, unless
+// HALCYRA_LONG is set).
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include "FaultWorld.h"
+#include "support/LongRun.h"
+
+namespace halcyra {
+namespace {
+
+using namespace std::chrono_literals;
+
+// For a peer that stalls. Where a loaded machine makes a healthy answer later than this, there is
+// a second fault, which must be survived as well.
+constexpr std::chrono::milliseconds shortPatience = 40ms;
+
+const Exchange exchanges[] = {
+    {"IMAP and SMTP", "imap", "forward", {Peer::mailServer}},
+    {"the model", "imap", "forward", {Peer::model}},
+    {"Gmail with its token, calendars and a forward", "gmail", "forward", {Peer::google}},
+    {"Graph with its token, calendars and a forward", "graph", "forward", {Peer::microsoft}},
+    {"a Dynamics lead with its token", "graph", "dynamics", {Peer::microsoft, Peer::dataverse}},
+    {"a Salesforce lead with its token", "graph", "salesforce", {Peer::salesforce}},
+};
+
+bool isFlip(FaultKind kind) {
+  return kind == FaultKind::flipLowBit || kind == FaultKind::flipHighBit;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
+}
+
+// Two messages, where a failure of the first must not keep the other.
+void deliver(FaultWorld& world, const Exchange& exchange) {
+  world.deliver();
+  if (std::string_view(exchange.mailbox) == "imap") world.deliver();
+}
+
+// What crosses when nothing happens.
+std::size_t sizeOf(const Exchange& exchange) {
+  FaultWorld world(exchange);
+  deliver(world, exchange);
+  world.pass({});
+  EXPECT_EQ(world.recorded(), world.messages()) << joined(world.log());
+  EXPECT_EQ(world.seen(), world.messages()) << joined(world.log());
+  EXPECT_EQ(world.sent(), world.messages()) << joined(world.log());
+  return world.crossed();
+}
+
+void strike(const Exchange& exchange, Fault fault) {
+  FaultWorld world(exchange, fault);
+  deliver(world, exchange);
+  const bool harmless = fault.kind == FaultKind::split;
+  const bool mayWait = harmless || fault.kind == FaultKind::cut;
+  world.pass(mayWait ? std::nullopt : std::optional(shortPatience));
+  world.heal();
+  EXPECT_LE(world.seen(), world.recorded()) << "seen without a record";
+  // A status with another digit says that nothing was sent, and SMTP follows.
+  const bool mayDeny =
+      fault.kind == FaultKind::flipLowBit && !exchange.faulty.contains(Peer::mailServer);
+  EXPECT_LE(world.sent(), world.messages() + (mayDeny ? 1 : 0)) << "sent twice in one pass";
+  const bool handled = world.recorded() == world.messages();
+  EXPECT_TRUE(handled || !harmless);
+  // A bit that changed may have made another, proper answer.
+  EXPECT_TRUE(handled || isFlip(fault.kind) || !world.log().empty()) << "a silent failure";
+
+  // A token that arrived with another letter is of no use until it expires.
+  if (isFlip(fault.kind)) world.signIn();
+  world.pass({});
+  // Microsoft's refresh token is good once here, and lost with the answer that brought the next.
+  if (joined(world.log()).find("invalid_grant") != std::string::npos) {
+    world.signIn();
+    world.pass({});
+  }
+  EXPECT_EQ(world.recorded(), world.messages()) << "the next pass did not handle the rest";
+  EXPECT_LE(world.seen(), world.recorded());
+  // Once in each pass. A peer may come to a request only after the client gave up waiting.
+  EXPECT_LE(world.sent(), 2 * world.messages() + (mayDeny ? 1 : 0));
+  EXPECT_TRUE(world.sent() >= world.messages() || isFlip(fault.kind)) << "not sent at all";
+  EXPECT_TRUE(world.sent() == world.messages() || !harmless) << world.sent();
+  if (testing::Test::HasFailure()) ADD_FAILURE() << joined(world.log());
+}
+
+class FaultRun : public testing::TestWithParam<FaultKind> {
+ protected:
+  // One arena, so that what other threads took is counted too.
+  static void SetUpTestSuite() { mallopt(M_ARENA_MAX, 1); }
+  static std::size_t takenBytes() { return mallinfo2().uordblks; }
+};
+
+TEST_P(FaultRun, EachByteOfEachExchangeMayBeStruck) {
+  for (const Exchange& exchange : exchanges) {
+    SCOPED_TRACE(exchange.name);
+    const bool inMemory = exchange.faulty.contains(Peer::mailServer);
+    const std::size_t size = sizeOf(exchange);
+    const std::size_t step = walkingStep(inMemory ? 17 : 307);
+    strike(exchange, {GetParam(), 0});
+    const std::size_t takenAtFirst = takenBytes();
+    std::size_t strikes = 0;
+    for (std::size_t at = 0; at < size && !HasFailure(); at += step, ++strikes) {
+      SCOPED_TRACE(std::string(nameOf(GetParam())) + " at byte " + std::to_string(at));
+      strike(exchange, {GetParam(), at});
+    }
+    EXPECT_GE(strikes, 5u) << "of " << size << " bytes";
+    RecordProperty(std::string("strikes at ") + exchange.name, static_cast<int>(strikes));
+    EXPECT_LT(takenBytes(), takenAtFirst + (1 << 20)) << "after " << strikes << " strikes";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FaultRun, testing::ValuesIn(allFaults),
+                         [](const auto& each) { return std::string(nameOf(each.param)); });
+
+}  // namespace
+}  // namespace halcyra

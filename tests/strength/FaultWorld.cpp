@@ -1,0 +1,241 @@
+#include "FaultWorld.h"
+
+#include <nlohmann/json.hpp>
+
+#include "sandbox/SampleMail.h"
+#include "support/RunTask.h"
+
+namespace halcyra {
+namespace {
+
+using nlohmann::json;
+
+HttpResponse modelAnswer(const char* rule, const sandbox::ServedRequest& request) {
+  const bool readsALead = request.body.find("first_name") != std::string::npos;
+  const json reply = readsALead
+                         ? json{{"subject", "S"}, {"last_name", "Lee"}, {"company_name", "C"}}
+                         : json{{"rule_id", rule}, {"confidence", 0.9}, {"draft_reply", "Yes."}};
+  const json body = {{"choices", {{{"message", {{"content", reply.dump()}}}}}}};
+  return {200, {{"Content-Type", "application/json"}}, body.dump()};
+}
+
+BuildValues buildValues(const sandbox::ProviderAccess& access) {
+  return {{"HalcyraGoogleOAuthClientId", access.googleClientId},
+          {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId},
+          {"HalcyraSalesforceOAuthClientId", access.salesforceClientId}};
+}
+
+}  // namespace
+
+TimePoint FaultWorld::noon() {
+  const TimePoint day = std::chrono::sys_days(std::chrono::year(2026) / 3 / 5);
+  return SystemClock().startOfLocalDay(day) + std::chrono::hours(12);
+}
+
+FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
+    : exchange_(exchange),
+      wire_(fault),
+      model_([rule = exchange.rule](const auto& request) { return modelAnswer(rule, request); }),
+      secrets_(storage_, buildValues(servers_.access())),
+      clock_(start),
+      providers_({.http = http_,
+                  .clock = clock_,
+                  .secrets = secrets_,
+                  .processed = processed_,
+                  .listener = person_,
+                  .browser = person_,
+                  .log = log_,
+                  .blocking = context_.get_executor(),
+                  .endpoints = endpoints()}),
+      state_(services()) {
+  for (const char* key : {secretKey::imapPassword, secretKey::smtpPassword, secretKey::llmAPIKey}) {
+    storage_.writeSecret("word", key);
+  }
+  secrets_.invalidateSecretCaches();
+  configStore_.setConfig(config());
+  signIn();
+}
+
+std::string FaultWorld::addressOf(Peer peer, const sandbox::LoopbackHttpServer& server) {
+  if (!exchange_.faulty.contains(peer)) return server.baseURL();
+  relays_.push_back(std::make_unique<FaultyRelay>(server.port(), wire_));
+  return relays_.back()->baseURL();
+}
+
+Endpoints FaultWorld::endpoints() {
+  const std::string google = addressOf(Peer::google, servers_.googleServer);
+  const std::string microsoft = addressOf(Peer::microsoft, servers_.microsoftServer);
+  return {.google = google,
+          .googleAccounts = google,
+          .googleToken = google,
+          .microsoftLogin = microsoft,
+          .graph = microsoft,
+          .salesforceLogin = addressOf(Peer::salesforce, servers_.salesforceServer),
+          .dataverse = addressOf(Peer::dataverse, servers_.dataverseServer)};
+}
+
+AppConfig FaultWorld::config() {
+  AppConfig config;
+  config.mailAccounts = {
+      {.id = "imap",
+       .displayLabel = "Kim",
+       .kind = IMAPConnection{"imap.x", 143, false, "kim", ""}},
+      {.id = "gmail", .displayLabel = sandbox::GoogleAccount{}.email, .kind = GoogleGmail{}},
+      {.id = "graph", .displayLabel = sandbox::MicrosoftAccount{}.email, .kind = MicrosoftGraph{}}};
+  config.smtpHost = "smtp.x";
+  config.smtpPort = 25;
+  config.smtpUseStartTLS = false;
+  config.rules = {{.id = "forward",
+                   .displayName = "Forward",
+                   .criteriaPrompt = "a",
+                   .action = MailRuleAction::forwardSilently,
+                   .forwardTo = "boss@y.org",
+                   .mailboxTagName = "Sent on"},
+                  {.id = "dynamics",
+                   .displayName = "Dynamics",
+                   .criteriaPrompt = "b",
+                   .action = MailRuleAction::dynamicsCreateLead},
+                  {.id = "salesforce",
+                   .displayName = "Salesforce",
+                   .criteriaPrompt = "c",
+                   .action = MailRuleAction::salesforceCreateLead},
+                  {.id = "other",
+                   .displayName = "Other",
+                   .criteriaPrompt = "d",
+                   .action = MailRuleAction::doNothing,
+                   .isCatchAll = true}};
+  config.dataverseEnvironmentURL = sandbox::DataverseStandIn::environment;
+  config.llmBaseURL = addressOf(Peer::model, model_) + "/v1";
+  return config;
+}
+
+// Each access token is about to expire, so that a pass begins with a refresh.
+void FaultWorld::signIn() {
+  const auto soon = clock_.now() + std::chrono::seconds(1);
+  const auto google = servers_.google.signIn();
+  const auto microsoft = servers_.microsoft.signIn();
+  const auto salesforce = servers_.salesforce.signIn();
+  providers_.credentials().saveCredential(
+      {.accessToken = google.accessToken, .refreshToken = google.refreshToken, .expiresAt = soon},
+      "gmail");
+  providers_.credentials().saveCredential({.accessToken = microsoft.accessToken,
+                                           .refreshToken = microsoft.refreshToken,
+                                           .expiresAt = soon},
+                                          "graph");
+  const std::string instance =
+      relays_.empty() ? servers_.access().salesforceURL : relays_.front()->baseURL();
+  providers_.salesforceCredentials().saveSalesforceCredential(
+      {salesforce.accessToken, salesforce.refreshToken, soon,
+       std::string(defaultSalesforceLoginHost), instance},
+      std::nullopt);
+}
+
+void FaultWorld::deliver() {
+  // Multiples of eleven, which no flipped bit turns into each other.
+  const auto uid = static_cast<std::uint32_t>(++delivered_ * 11);
+  const std::string text =
+      sandbox::simpleMessage("<" + std::to_string(uid) + "@x>", "Hello", "Text.");
+  const TimePoint now = clock_.now();
+  if (arrivesAt("imap")) {
+    imap_.messages[uid].text = text;
+  } else if (arrivesAt("gmail")) {
+    providerIds_.push_back(servers_.google.deliver(text, {"INBOX", "UNREAD"}, now));
+  } else {
+    providerIds_.push_back(servers_.microsoft.deliver(text, {.received = now}));
+  }
+}
+
+AppServices FaultWorld::services() {
+  StreamConnector& mail = mailServers_;
+  StreamConnector& faultyMail = faultyMailServers_;
+  return {.sync = {.main = context_.get_executor(),
+                   .io = context_.get_executor(),
+                   .connector = exchange_.faulty.contains(Peer::mailServer) ? faultyMail : mail,
+                   .secrets = secrets_,
+                   .clock = clock_,
+                   .log = log_,
+                   .providers = &providers_.sync()},
+          .configStore = configStore_,
+          .processed = processed_,
+          .http = http_,
+          .notifications = *this,
+          .providers = &providers_.mail(),
+          .crm = providers_.crm(),
+          .meetings = &providers_.meetings(),
+          .credentials = &providers_.credentials(),
+          .presenter = *this,
+          .observer = *this,
+          .onlyMailbox = exchange_.mailbox};
+}
+
+void FaultWorld::pass(std::optional<std::chrono::milliseconds> patience) {
+  http_.patience = patience;
+  runTask(context_, state_.runOnce([](const MailAccount&, PassResult) {}, {}));
+}
+
+bool FaultWorld::isSeen(const std::string& providerId) const {
+  return arrivesAt("gmail") ? !servers_.google.isUnread(providerId)
+                            : servers_.microsoft.isRead(providerId);
+}
+
+std::size_t FaultWorld::seen() const {
+  const auto count =
+      std::ranges::count_if(imap_.messages, [](const auto& each) { return each.second.seen; }) +
+      std::ranges::count_if(providerIds_, [&](const std::string& id) { return isSeen(id); });
+  return static_cast<std::size_t>(count);
+}
+
+void FaultWorld::heal() {
+  wire_.heal();
+  for (const auto& relay : relays_) relay->dropAll();
+}
+
+std::string FaultWorld::signInByBrowser(std::optional<std::chrono::milliseconds> patience) {
+  http_.patience = patience;
+  Task<void> signingIn = signInAtProvider();
+  try {
+    runTask(context_, std::move(signingIn));
+    return "";
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+Task<void> FaultWorld::signInAtProvider() {
+  const std::string_view provider = exchange_.mailbox;
+  if (provider == "gmail") {
+    person_.page = [this](const auto& request) { return servers_.google(request); };
+    auto signingIn = providers_.signIn().signInGoogle("gmail", {}, {});
+    co_await std::move(signingIn);
+  } else if (provider == "graph") {
+    person_.page = [this](const auto& request) { return servers_.microsoft(request); };
+    auto signingIn = providers_.signIn().signInMicrosoft(configStore_.config(), "graph", {}, {});
+    co_await std::move(signingIn);
+  } else {
+    person_.page = [this](const auto& request) { return servers_.salesforce(request); };
+    auto signingIn = providers_.salesforceSignIn().signInSalesforce(
+        "sf", std::string(defaultSalesforceLoginHost), {}, {});
+    co_await std::move(signingIn);
+  }
+}
+
+std::string FaultWorld::credential() {
+  const bool salesforce = exchange_.faulty.contains(Peer::salesforce);
+  return storage_
+      .readSecret(salesforce ? secretKey::salesforceCredential("sf")
+                             : secretKey::oauthCredential(exchange_.mailbox))
+      .value_or("");
+}
+
+std::size_t FaultWorld::recorded() const {
+  const auto file = files_.contents.find("/data/processed-ids.json");
+  return file == files_.contents.end() ? 0 : json::parse(file->second).size();
+}
+
+std::size_t FaultWorld::sent() const {
+  return smtp_.accepted.size() + servers_.google.sentMail().size() +
+         servers_.microsoft.sentMail().size() + servers_.dataverse.leads().size() +
+         servers_.salesforce.leads().size();
+}
+
+}  // namespace halcyra

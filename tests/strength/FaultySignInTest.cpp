@@ -1,0 +1,50 @@
+// Sign-ins whose token exchange is struck at each of its bytes.
+
+#include <gtest/gtest.h>
+
+#include "FaultWorld.h"
+#include "support/LongRun.h"
+
+namespace halcyra {
+namespace {
+
+using namespace std::chrono_literals;
+
+const Exchange signIns[] = {{"Google", "gmail", "forward", {Peer::google}},
+                            {"Microsoft", "graph", "forward", {Peer::microsoft}},
+                            {"Salesforce", "imap", "forward", {Peer::salesforce}}};
+
+std::size_t sizeOf(const Exchange& exchange) {
+  FaultWorld world(exchange);
+  const std::string before = world.credential();
+  EXPECT_EQ(world.signInByBrowser({}), "");
+  EXPECT_NE(world.credential(), before);
+  return world.crossed();
+}
+
+TEST(FaultySignIn, WhatIsStoredIsTheOldOrTheNewAndTheNextSignInWorks) {
+  for (const Exchange& exchange : signIns) {
+    const std::size_t size = sizeOf(exchange);
+    EXPECT_GT(size, 500u);
+    for (const FaultKind kind : allFaults) {
+      for (std::size_t at = 0; at < size && !HasFailure(); at += walkingStep(103)) {
+        SCOPED_TRACE(std::string(exchange.name) + ": " + std::string(nameOf(kind)) + " at byte " +
+                     std::to_string(at));
+        FaultWorld world(exchange, {kind, at});
+        const std::string before = world.credential();
+        const bool mayWait = kind == FaultKind::split || kind == FaultKind::cut;
+        const std::string failure =
+            world.signInByBrowser(mayWait ? std::nullopt : std::optional(40ms));
+        EXPECT_EQ(world.credential() == before, !failure.empty()) << failure;
+        EXPECT_TRUE(failure.empty() || kind != FaultKind::split) << failure;
+        world.heal();
+        const std::string between = world.credential();
+        EXPECT_EQ(world.signInByBrowser({}), "");
+        EXPECT_NE(world.credential(), between);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace halcyra
