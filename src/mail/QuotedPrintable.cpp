@@ -65,11 +65,9 @@ std::string quotedPrintableBytes(std::string text) {
 bool hasQuotedPrintableResidue(std::string_view text) {
   int pairs = 0;
   for (std::size_t equals = 0; (equals = text.find('=', equals)) != text.npos; ++equals) {
-    const std::string_view rest = text.substr(equals);
-    if (rest.starts_with("=3D") || rest.starts_with("=\n") || rest.starts_with("=\r\n")) {
-      return true;
-    }
-    if (isHexPair(text, equals + 1) && ++pairs == 4) return true;
+    const std::string_view rest = text.substr(equals + 1, 2);
+    if (rest == "3D" || rest == "\r\n" || rest.starts_with('\n')) return true;
+    if (isHexPair(rest, 0) && ++pairs == 4) return true;
   }
   return false;
 }

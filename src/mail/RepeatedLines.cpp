@@ -1,13 +1,26 @@
 #include "mail/RepeatedLines.h"
 
+#include <algorithm>
+#include <bit>
 #include <limits>
 
 #include "text/Case.h"
 #include "text/Utf8.h"
 
 namespace halcyra {
+namespace {
 
-LineMemory::LineMemory(std::string_view text) : text_(text), slots_(1024, 0) {}
+// Two lines that begin with different letters of ASCII stay different.
+bool mayFoldTo(std::string_view lower, std::string_view line) {
+  const char first = asciiLower(line.front());
+  return first == lower.front() || !isAsciiByte(first) || !isAsciiByte(lower.front());
+}
+
+}  // namespace
+
+// A slot for each line of usual length, with some to spare.
+LineMemory::LineMemory(std::string_view text)
+    : text_(text), slots_(std::bit_ceil(std::max<std::size_t>(text.size() / 32, 256)), 0) {}
 
 bool LineMemory::isNew(std::size_t place, std::size_t size) {
   const std::size_t mask = slots_.size() - 1;
@@ -38,7 +51,8 @@ bool LineMemory::isAt(std::size_t place) const {
   const std::size_t end = rest.find('\n');
   if (end == rest.npos) return false;
   const std::string_view line = rest.substr(0, end);
-  return equalsIgnoringAsciiCase(line, lower_) || (!isAscii(line) && lowercased(line) == lower_);
+  if (equalsIgnoringAsciiCase(line, lower_)) return true;
+  return !isAscii(line) && mayFoldTo(lower_, line) && lowercased(line) == lower_;
 }
 
 // At least a third of the table stays free, so that a search ends soon.

@@ -1,0 +1,40 @@
+#include "bench/Report.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace halcyra::bench {
+namespace {
+
+void printLine(const std::string& measure, const std::string& ours, const std::string& theirs,
+               double compared, double goal) {
+  std::printf("%-50s %15s %15s %8.3g %8.3g  %s\n", measure.c_str(), ours.c_str(), theirs.c_str(),
+              compared, goal, compared <= goal ? "met" : "MISSED");
+  std::fflush(stdout);
+}
+
+std::string quantity(double value, const std::string& unit) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.4g %s", value, unit.c_str());
+  return text;
+}
+
+}  // namespace
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::ranges::nth_element(values, middle);
+  return *middle;
+}
+
+void printRatio(const std::string& measure, const std::string& unit,
+                const std::vector<double>& ours, const std::vector<double>& theirs, double goal) {
+  const double own = median(ours), other = median(theirs);
+  printLine(measure, quantity(own, unit), quantity(other, unit), own / other, goal);
+}
+
+void printValue(const std::string& measure, const std::string& unit, double value, double goal) {
+  printLine(measure, quantity(value, unit), "", value, goal);
+}
+
+}  // namespace halcyra::bench

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace halcyra::bench {
+
+double median(std::vector<double> values);
+
+/// One line of the table: our median, the peer's, their ratio and the most that it should be.
+void printRatio(const std::string& measure, const std::string& unit,
+                const std::vector<double>& ours, const std::vector<double>& theirs, double goal);
+
+/// One line of the table: a value and the most that it should be.
+void printValue(const std::string& measure, const std::string& unit, double value, double goal);
+
+}  // namespace halcyra::bench
