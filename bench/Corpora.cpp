@@ -179,6 +179,15 @@ Corpus htmlMail() {
   return corpus;
 }
 
+Corpus newsletters() {
+  Corpus corpus{"pages", {}};
+  Writer writer(4);
+  for (std::size_t i = 0; i < 40; ++i) {
+    corpus.messages.push_back(newsletter(writer, writer.number(50'000, 400'000)));
+  }
+  return corpus;
+}
+
 Corpus attachmentMail() {
   Corpus corpus{"attachments", {}};
   Writer writer(3);

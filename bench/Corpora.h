@@ -19,6 +19,9 @@ Corpus smallMail();
 /// Newsletters of 50 to 500 KB, quoted-printable and base64, with tables, styles and links.
 Corpus htmlMail();
 
+/// The pages of such newsletters, without headers and transfer encoding.
+Corpus newsletters();
+
 /// A short text with an attachment of 1 to 20 MB.
 Corpus attachmentMail();
 

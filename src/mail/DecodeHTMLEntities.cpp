@@ -44,11 +44,14 @@ constexpr Entity namedCharacters[] = {
 // Replaced in any case, each in turn. Their results neither hold nor complete a reference, so one
 // pass for all gives the same; "&amp;" included, as its "&" is not read again.
 constexpr Entity literals[] = {
-    {"nbsp;", " "},  {"#160;", " "},  {"lt;", "<"},     {"gt;", ">"},    {"quot;", "\""},
-    {"apos;", "'"},  {"ndash;", "–"}, {"mdash;", "—"},  {"bull;", "•"},  {"middot;", "·"},
-    {"copy;", "©"},  {"reg;", "®"},   {"trade;", "™"},  {"euro;", "€"},  {"pound;", "£"},
-    {"lsquo;", "‘"}, {"rsquo;", "’"}, {"ldquo;", "“"},  {"rdquo;", "”"}, {"hellip;", "…"},
-    {"emsp;", " "},  {"ensp;", " "},  {"thinsp;", " "}, {"amp;", "&"}};
+    {"nbsp;", " "},  {"lt;", "<"},     {"gt;", ">"},    {"quot;", "\""},  {"apos;", "'"},
+    {"ndash;", "–"}, {"mdash;", "—"},  {"bull;", "•"},  {"middot;", "·"}, {"copy;", "©"},
+    {"reg;", "®"},   {"trade;", "™"},  {"euro;", "€"},  {"pound;", "£"},  {"lsquo;", "‘"},
+    {"rsquo;", "’"}, {"ldquo;", "“"},  {"rdquo;", "”"}, {"hellip;", "…"}, {"emsp;", " "},
+    {"ensp;", " "},  {"thinsp;", " "}, {"amp;", "&"}};
+
+// A literal too: the numbers leave it of "&#38;#160;".
+constexpr std::string_view noBreakSpace = "#160;";
 
 struct Number {
   std::uint32_t value = 0;
@@ -120,11 +123,9 @@ std::optional<Entity> namedReferenceAt(std::string_view text, std::size_t begin)
   return Entity{name, character};
 }
 
-// Keeps a run of "&" cheap. Besides a letter there is the "#" of "&#160;".
+// Keeps a run of "&" cheap.
 bool mayBeginName(std::string_view rest) {
-  if (rest.empty()) return false;
-  const char lower = asciiLower(rest.front());
-  return (lower >= 'a' && lower <= 'z') || lower == '#';
+  return !rest.empty() && asciiLower(rest.front()) >= 'a' && asciiLower(rest.front()) <= 'z';
 }
 
 // The end of a literal at `begin`, a "&", or npos. None begins with an s, so no character beyond
@@ -138,7 +139,12 @@ void decodeNames(std::string& text) {
   std::string_view character;
   const auto next = [&character](std::string_view view, std::size_t from) {
     return nextStartingWith(view, '&', from, [&](std::size_t begin) {
-      if (!mayBeginName(view.substr(begin + 1))) return view.npos;
+      const std::string_view rest = view.substr(begin + 1);
+      if (rest.starts_with(noBreakSpace)) {
+        character = " ";
+        return begin + 1 + noBreakSpace.size();
+      }
+      if (!mayBeginName(rest)) return view.npos;
       if (const std::optional<Entity> named = namedReferenceAt(view, begin)) {
         character = named->character;
         return begin + 1 + named->name.size() + 1;

@@ -1,6 +1,7 @@
 #include "mail/HtmlScanners.h"
 
 #include <algorithm>
+#include <array>
 
 #include "text/Case.h"
 #include "text/RegexClasses.h"
@@ -85,18 +86,45 @@ std::optional<Match> nextShort(std::string_view text, std::size_t from, OpeningE
   return std::nullopt;
 }
 
-// An ASCII character that begins no white space worth a change: a graphic one, or the one space
-// between two graphic ones.
-bool isPlainGap(std::string_view text, std::size_t position) {
-  const auto isGraphic = [text](std::size_t at) { return text[at] > ' ' && text[at] < '\x7F'; };
-  if (isGraphic(position)) return true;
-  return text[position] == ' ' && position + 1 < text.size() && isGraphic(position + 1);
+// <br\s*/?>
+std::size_t lineBreakEnd(std::string_view text, std::size_t begin) {
+  const std::size_t named = afterSpaces(text, foldedMatchEnd(text, begin + 1, "br"));
+  return after(text, afterOptional(text, named, '/'), '>');
+}
+
+// h[1-6], folded
+std::size_t headingNameEnd(std::string_view text, std::size_t position) {
+  const std::size_t level = afterFolded(text, position, "h");
+  const bool known = level < text.size() && text[level] >= '1' && text[level] <= '6';
+  return known ? level + 1 : npos;
+}
+
+// Whether a look at the first letter leaves it open that `word` stands there, folded.
+bool mayBegin(std::string_view text, std::size_t position, std::string_view word) {
+  if (position >= text.size()) return false;
+  const char first = text[position];
+  return asciiLower(first) == word.front() || !isAsciiByte(first);
+}
+
+// By byte: what may begin white space, as far as one byte tells. Beyond ASCII these are the lead
+// bytes of U+0085, U+00A0, U+1680, U+2000 to U+205F and U+3000.
+constexpr std::array<bool, 256> mayBeSpace = [] {
+  std::array<bool, 256> may{};
+  for (const unsigned char byte : std::string_view("\t\n\v\f\r \xC2\xE1\xE2\xE3")) may[byte] = true;
+  return may;
+}();
+
+// One space between two graphic characters of ASCII.
+bool isPlainSpace(std::string_view text, std::size_t position) {
+  return text[position] == ' ' && position + 1 < text.size() && text[position + 1] > ' ' &&
+         text[position + 1] < '\x7F';
 }
 
 }  // namespace
 
 std::optional<Match> nextElement(std::string_view text, std::size_t from, std::string_view name) {
   for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    if (!mayBegin(text, begin + 1, name)) continue;
     const std::size_t named = foldedMatchEnd(text, begin + 1, name);
     if (named == npos || !wordEndsAt(text, named)) continue;
     // Without a ">" or a closing tag behind this place, no later opening has one either.
@@ -109,10 +137,8 @@ std::optional<Match> nextElement(std::string_view text, std::size_t from, std::s
 }
 
 std::optional<Match> nextLineBreak(std::string_view text, std::size_t from) {
-  return nextStartingWith(text, '<', from, [text](std::size_t begin) {
-    const std::size_t named = afterSpaces(text, foldedMatchEnd(text, begin + 1, "br"));
-    return after(text, afterOptional(text, named, '/'), '>');
-  });
+  return nextStartingWith(text, '<', from,
+                          [text](std::size_t begin) { return lineBreakEnd(text, begin); });
 }
 
 std::optional<Match> nextClosingTag(std::string_view text, std::size_t from,
@@ -125,17 +151,52 @@ std::optional<Match> nextClosingTag(std::string_view text, std::size_t from,
 
 std::optional<Match> nextHeadingEnd(std::string_view text, std::size_t from) {
   return nextStartingWith(text, '<', from, [text](std::size_t begin) {
-    const std::size_t level = afterFolded(text, after(text, begin + 1, '/'), "h");
-    const bool known = level < text.size() && text[level] >= '1' && text[level] <= '6';
-    return known ? after(text, afterSpaces(text, level + 1), '>') : npos;
+    const std::size_t named = headingNameEnd(text, after(text, begin + 1, '/'));
+    return after(text, afterSpaces(text, named), '>');
   });
 }
 
+std::size_t blockCloserNameEnd(std::string_view text, std::size_t begin) {
+  const std::size_t name = after(text, begin + 1, '/');
+  if (name >= text.size()) return npos;
+  switch (asciiLower(text[name])) {
+    case 'p':
+      return name + 1;
+    case 'd':
+      return foldedMatchEnd(text, name, "div");
+    case 't':
+      return foldedMatchEnd(text, name, "tr");
+    default:
+      return headingNameEnd(text, name);
+  }
+}
+
+std::optional<BlockEnd> nextBlockEnd(std::string_view text, std::size_t from) {
+  for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    const std::size_t name = begin + 1;
+    if (name == text.size()) break;
+    std::size_t end = npos;
+    if (text[name] == '/') {
+      end = after(text, afterSpaces(text, blockCloserNameEnd(text, begin)), '>');
+    } else if (asciiLower(text[name]) == 'b') {
+      end = lineBreakEnd(text, begin);
+    }
+    if (end == npos) continue;
+    const char letter = asciiLower(text[name + 1]);  // of a closing tag's name
+    const bool isFarApart = letter == 'p' || letter == 'h';
+    return BlockEnd{{begin, end}, isFarApart ? "\n\n" : "\n"};
+  }
+  return std::nullopt;
+}
+
 std::optional<Match> nextComment(std::string_view text, std::size_t from) {
-  const std::size_t begin = findText(text, "<!--", from);
-  const std::size_t end = begin == npos ? npos : afterFirst(text, begin + 4, "-->");
-  if (end == npos) return std::nullopt;
-  return Match{begin, end};
+  for (std::size_t begin = from; (begin = text.find('<', begin)) != npos; ++begin) {
+    if (!text.substr(begin + 1).starts_with("!--")) continue;
+    const std::size_t end = afterFirst(text, begin + 4, "-->");
+    if (end == npos) return std::nullopt;  // nor is there one for a later opening
+    return Match{begin, end};
+  }
+  return std::nullopt;
 }
 
 std::optional<Match> nextCharacterData(std::string_view text, std::size_t from) {
@@ -143,7 +204,7 @@ std::optional<Match> nextCharacterData(std::string_view text, std::size_t from) 
     const std::size_t opened = foldedMatchEnd(text, begin + 3, "cdata[");
     if (opened == npos) continue;
     const std::size_t end = afterFirst(text, opened, "]]>");
-    if (end == npos) return std::nullopt;  // nor is there one for a later opening
+    if (end == npos) return std::nullopt;
     return Match{begin, end};
   }
   return std::nullopt;
@@ -166,6 +227,7 @@ std::optional<Match> nextShortTag(std::string_view text, std::size_t from) {
 std::optional<Match> nextTableTag(std::string_view text, std::size_t from) {
   return nextShort(text, from, [text](std::size_t begin) {
     const std::size_t slashed = afterOptional(text, begin + 1, '/');
+    if (slashed >= text.size() || asciiLower(text[slashed]) != 't') return npos;
     for (const std::string_view name : {"tr", "th", "td"}) {
       const std::size_t end = foldedMatchEnd(text, slashed, name);
       if (end != npos && wordEndsAt(text, end)) return end;
@@ -183,7 +245,7 @@ std::optional<Match> nextBlankRun(std::string_view text, std::size_t from) {
 
 std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
   for (std::size_t position = from; position < text.size();) {
-    if (isPlainGap(text, position)) {
+    if (!mayBeSpace[static_cast<unsigned char>(text[position])] || isPlainSpace(text, position)) {
       ++position;
       continue;
     }
@@ -201,6 +263,10 @@ std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
 
 std::size_t hrefBefore(std::string_view text, std::size_t equals) {
   constexpr std::string_view name = "href";
+  // Most often the byte before tells already; a space, or one beyond ASCII, does not.
+  if (equals == 0 || (text[equals - 1] > ' ' && asciiLower(text[equals - 1]) != name.back())) {
+    return npos;
+  }
   const std::size_t end = whiteSpaceStart(text, equals);
   if (end < name.size()) return npos;
   const std::size_t begin = end - name.size();

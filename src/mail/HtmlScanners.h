@@ -22,6 +22,19 @@ std::optional<Match> nextClosingTag(std::string_view text, std::size_t from, std
 /// (?i)</h[1-6]\s*>
 std::optional<Match> nextHeadingEnd(std::string_view text, std::size_t from);
 
+/// Where the name ends of a tag at `begin` that closes a block, </p, </div, </tr or </h[1-6], or
+/// npos.
+std::size_t blockCloserNameEnd(std::string_view text, std::size_t begin);
+
+/// The end of a line or block, with what takes its place.
+struct BlockEnd {
+  Match match;
+  std::string_view by;
+};
+
+/// A line break or a closing tag of those, whichever comes first.
+std::optional<BlockEnd> nextBlockEnd(std::string_view text, std::size_t from);
+
 /// <!--[\s\S]*?-->
 std::optional<Match> nextComment(std::string_view text, std::size_t from);
 

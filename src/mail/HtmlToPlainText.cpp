@@ -1,9 +1,11 @@
 #include "mail/HtmlToPlainText.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "mail/DecodeHTMLEntities.h"
 #include "mail/HtmlScanners.h"
+#include "mail/MarkupSurvey.h"
 #include "mail/QuotedPrintable.h"
 #include "text/RegexClasses.h"
 #include "text/Trim.h"
@@ -11,13 +13,13 @@
 namespace halcyra {
 namespace {
 
-// Elements whose content nobody reads, in the order of their removal.
-void removeSilentElements(std::string& text) {
-  for (const std::string_view name :
-       {"script", "style", "noscript", "template", "svg", "head", "title"}) {
-    replaceMatches(text, "\n", [name](std::string_view html, std::size_t from) {
-      return nextElement(html, from, name);
-    });
+void removeSilentElements(std::string& text, const MarkupSurvey& survey) {
+  for (std::size_t at = 0; at < silentElements.size(); ++at) {
+    if (!survey.elements[at]) continue;
+    replaceMatches(text, "\n",
+                   [name = silentElements[at]](std::string_view html, std::size_t from) {
+                     return nextElement(html, from, name);
+                   });
   }
 }
 
@@ -27,15 +29,32 @@ void replaceClosingTag(std::string& text, std::string_view name, std::string_vie
   });
 }
 
-// What one step leaves can be a match of the next, so they keep their order.
-void breakBlocks(std::string& text) {
+// What one step leaves can be a match of the next.
+void breakBlocksInOrder(std::string& text) {
   replaceMatches(text, "\n", nextLineBreak);
   replaceClosingTag(text, "p", "\n\n");
   replaceClosingTag(text, "div", "\n");
   replaceClosingTag(text, "tr", "\n");
   replaceMatches(text, "\n\n", nextHeadingEnd);
-  replaceMatches(text, "", nextComment);
-  replaceMatches(text, "\n", nextCharacterData);
+}
+
+// All steps in one, for block ends that are apart.
+void breakBlocksAtOnce(std::string& text) {
+  std::string_view by;
+  const auto next = [&by](std::string_view html, std::size_t from) -> std::optional<Match> {
+    const std::optional<BlockEnd> found = nextBlockEnd(html, from);
+    if (!found) return std::nullopt;
+    by = found->by;
+    return found->match;
+  };
+  rewriteMatches(text, next, [&by](std::string_view) { return by; });
+}
+
+void breakBlocks(std::string& text, const MarkupSurvey& survey) {
+  survey.blockEndsAreApart ? breakBlocksAtOnce(text) : breakBlocksInOrder(text);
+  if (survey.comments) replaceMatches(text, "", nextComment);
+  // A comment that goes can leave the opening of another.
+  if (survey.comments || survey.characterData) replaceMatches(text, "\n", nextCharacterData);
 }
 
 // <(?:/?)(?:html|head|...)\b
@@ -48,6 +67,7 @@ bool hasKnownTag(std::string_view text) {
     if (name < text.size() && text[name] == '/') ++name;
     std::size_t end = name;
     while (end < text.size() && text[end] >= 'a' && text[end] <= 'z') ++end;
+    if (end == name) return text.npos;
     const bool listed = std::ranges::find(names, text.substr(name, end - name)) != std::end(names);
     return listed && wordEndsAt(text, end) ? end : text.npos;
   };
@@ -93,8 +113,9 @@ bool looksLikeHtml(std::string_view text) {
 
 std::string htmlToPlainText(std::string text) {
   if (hasQuotedPrintableResidue(text)) text = decodeQuotedPrintable(std::move(text), "");
-  removeSilentElements(text);
-  breakBlocks(text);
+  const MarkupSurvey survey = surveyMarkup(text);
+  removeSilentElements(text, survey);
+  breakBlocks(text, survey);
   // Up to 16 passes are allowed for, but one leaves nothing: a "<" that stays is followed by ">" at
   // once or by none at all, and neither changes when other tags go.
   replaceMatches(text, "", nextTag);

@@ -21,13 +21,16 @@ namespace {
 // What a part can contribute to the multipart around it.
 enum class Kind { plain, html, multipart, unseen };
 
-// A trimmed text and, once somebody asked, its character count: a text that is passed up through
-// many levels is counted once. Small while it is empty, since there may be many levels.
+// A plain text of at most as many characters may only point to a browser version.
+constexpr std::size_t longestPointer = 99;
+
+// A trimmed text and, once somebody asked, what is known of its length: a text that is passed up
+// through many levels is counted once. Small while it is empty, since there may be many levels.
 class Found {
  public:
   Found() = default;
   explicit Found(std::string text)
-      : found_(text.empty() ? nullptr : std::make_unique<Text>(Text{std::move(text), {}})) {}
+      : found_(text.empty() ? nullptr : std::make_unique<Text>(Text{std::move(text), {}, {}})) {}
 
   bool empty() const { return !found_; }
   std::string take() { return found_ ? std::move(found_->text) : ""; }
@@ -36,11 +39,22 @@ class Found {
     if (!found_->characters) found_->characters = graphemeCount(found_->text);
     return *found_->characters;
   }
+  bool isPointer() {
+    if (empty()) return true;
+    if (!found_->isPointer) {
+      found_->isPointer = !hasMoreGraphemesThan(found_->text, longestPointer);
+    }
+    return *found_->isPointer;
+  }
+  bool isLongerThan(std::size_t limit) const {
+    return !empty() && hasMoreGraphemesThan(found_->text, limit);
+  }
 
  private:
   struct Text {
     std::string text;
     std::optional<std::size_t> characters;
+    std::optional<bool> isPointer;
   };
 
   std::unique_ptr<Text> found_;
@@ -71,16 +85,21 @@ void keep(Level& level, Kind kind, Found found) {
 }
 
 // A short text that only points to a browser version loses against a full HTML mail.
-bool isPointerTo(Found& plain, Found& html) {
-  constexpr std::size_t longestPointer = 99, shortestMail = 500, ratio = 8;
-  return plain.characters() <= longestPointer &&
-         html.characters() > std::max(shortestMail, ratio * plain.characters());
+bool isPointerTo(Found& plain, const Found& html) {
+  constexpr std::size_t shortestMail = 500, ratio = 8;
+  return plain.isPointer() && html.isLongerThan(std::max(shortestMail, ratio * plain.characters()));
+}
+
+// Whether the text of such a part can still make a difference.
+bool counts(Level& level, Kind kind) {
+  if (kind == Kind::plain) return level.plain.empty();
+  // A plain text that is no pointer is given up for a longer one only.
+  return kind == Kind::multipart || (kind == Kind::html && level.plain.isPointer());
 }
 
 Found chosen(Level& level) {
   if (!level.plain.empty()) {
-    const bool takeHtml = !level.html.empty() && isPointerTo(level.plain, level.html);
-    return std::move(takeHtml ? level.html : level.plain);
+    return std::move(isPointerTo(level.plain, level.html) ? level.html : level.plain);
   }
   if (!level.html.empty()) return std::move(level.html);
   return Found(std::string(trimmed(level.parts.preamble())));
@@ -140,8 +159,7 @@ class Walk {
     if (opensLevel(type)) return enter(split.body, type.boundary);
     Level& level = levels_.back();
     const Kind kind = kindOf(type);
-    const bool shows = kind == Kind::plain ? level.plain.empty() : kind != Kind::unseen;
-    if (shows) keep(level, kind, Found(leafText(split.headers, split.body, type)));
+    if (counts(level, kind)) keep(level, kind, Found(leafText(split.headers, split.body, type)));
   }
 
   std::size_t placeOf(std::string_view part) const {

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "text/Graphemes.h"
+#include "text/Scan.h"
 #include "text/Utf8.h"
 
 namespace halcyra {
@@ -30,26 +31,29 @@ TellTales countTellTales(std::string_view text) {
 // Whether the text fits ISO-8859-1 and its bytes there are UTF-8. Seen before they are built, since
 // a large text that is no mojibake needs no second string then.
 bool isMojibake(std::string_view text) {
-  std::string sequence;
-  for (std::size_t position = 0; position < text.size();) {
-    const char32_t c = nextCodePoint(text, position);
-    if (c > 0xFF) return false;
-    if (c >= 0x80 && c < 0xC0) {
-      sequence.push_back(static_cast<char>(c));
-      if (sequence.size() > 4) return false;
-      continue;
-    }
-    if (!isValidUtf8(sequence)) return false;
-    sequence.assign(1, static_cast<char>(c));
+  constexpr std::size_t longest = 4;
+  for (std::size_t at = 0; (at = asciiRunEnd(text, at)) < text.size();) {
+    char sequence[longest];
+    std::size_t size = 0;
+    // A lead byte and the continuation bytes behind it, U+0080 to U+00BF.
+    do {
+      const char32_t c = nextCodePoint(text, at);
+      if (c > 0xFF || size == longest) return false;
+      sequence[size++] = static_cast<char>(c);
+    } while (at < text.size() && text[at] == '\xC2');
+    if (!isValidUtf8({sequence, size})) return false;
   }
-  return isValidUtf8(sequence);
+  return true;
 }
 
 // The text in ISO-8859-1, which it fits.
 std::string latin1Bytes(std::string_view text) {
   std::string bytes;
-  for (std::size_t position = 0; position < text.size();) {
-    bytes.push_back(static_cast<char>(nextCodePoint(text, position)));
+  bytes.reserve(codePointCount(text));
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t run = asciiRunEnd(text, at);
+    bytes.append(text, at, run - at);
+    if ((at = run) < text.size()) bytes.push_back(static_cast<char>(nextCodePoint(text, at)));
   }
   return bytes;
 }

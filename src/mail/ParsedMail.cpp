@@ -18,8 +18,9 @@ std::string generatedId(std::string_view source, std::uint32_t uid) {
 }
 
 std::string cutBody(std::string text) {
-  if (hasMoreGraphemesThan(text, longestBody)) {
-    text.resize(graphemePrefix(text, longestBody).size());
+  const std::size_t kept = graphemePrefix(text, longestBody).size();
+  if (kept < text.size()) {
+    text.resize(kept);
     text += "\n…";
   }
   text.shrink_to_fit();

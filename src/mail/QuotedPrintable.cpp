@@ -1,12 +1,12 @@
 #include "mail/QuotedPrintable.h"
 
+#include <cstring>
 #include <optional>
 #include <utility>
 
 #include "text/ByteDecoding.h"
 #include "text/Graphemes.h"
 #include "text/Hex.h"
-#include "text/Scan.h"
 
 namespace halcyra {
 namespace {
@@ -38,20 +38,26 @@ std::optional<Escape> escapeAt(std::string_view text, std::size_t equals) {
 }  // namespace
 
 std::string quotedPrintableBytes(std::string text) {
-  std::optional<char> byte;
-  // A character before `from` is only looked at as the end of the last match, which is longer than
-  // its replacement and therefore still stands.
-  const auto next = [&byte](std::string_view view, std::size_t from) {
-    return nextStartingWith(view, '=', from, [&](std::size_t equals) {
-      const std::optional<Escape> escape = escapeAt(view, equals);
-      if (!escape) return view.npos;
-      byte = escape->byte;
-      return escape->end;
-    });
+  std::size_t read = 0, written = 0;
+  const auto keep = [&](std::size_t end) {
+    if (read != written) std::memmove(text.data() + written, text.data() + read, end - read);
+    written += end - read;
+    read = end;
   };
-  rewriteMatches(text, next, [&byte](std::string_view) {
-    return byte ? std::string_view(&*byte, 1) : std::string_view();
-  });
+  // A character before `read` is only looked at as the end of the last escape, which is longer than
+  // its byte and therefore still stands.
+  for (std::size_t equals = 0; (equals = text.find('=', equals)) != text.npos;) {
+    const std::optional<Escape> escape = escapeAt(text, equals);
+    if (!escape) {
+      ++equals;
+      continue;
+    }
+    keep(equals);
+    if (escape->byte) text[written++] = *escape->byte;
+    equals = read = escape->end;
+  }
+  keep(text.size());
+  text.resize(written);
   return text;
 }
 
@@ -59,11 +65,9 @@ std::string quotedPrintableBytes(std::string text) {
 bool hasQuotedPrintableResidue(std::string_view text) {
   int pairs = 0;
   for (std::size_t equals = 0; (equals = text.find('=', equals)) != text.npos; ++equals) {
-    const std::string_view rest = text.substr(equals);
-    if (rest.starts_with("=3D") || rest.starts_with("=\n") || rest.starts_with("=\r\n")) {
-      return true;
-    }
-    if (isHexPair(text, equals + 1) && ++pairs == 4) return true;
+    const std::string_view rest = text.substr(equals + 1, 2);
+    if (rest == "3D" || rest == "\r\n" || rest.starts_with('\n')) return true;
+    if (isHexPair(rest, 0) && ++pairs == 4) return true;
   }
   return false;
 }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,7 +23,8 @@ class LineMemory {
   bool isNew(std::size_t place, std::size_t size);
 
  private:
-  bool isAt(std::size_t place, std::string_view lowerCaseLine) const;
+  std::uint64_t hashOf(std::string_view line);
+  bool isAt(std::size_t place) const;
   void grow();
 
   SecretHash hash_;
@@ -30,6 +32,7 @@ class LineMemory {
   std::size_t kept_ = 0;
   // Open addressing; holds places plus one, and 0 is free. Its size is a power of two.
   std::vector<std::uint32_t> slots_;
+  std::string lower_;  // the line that was hashed last
 };
 
 }  // namespace halcyra

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 #include "text/Case.h"
@@ -44,15 +45,21 @@ std::size_t utf8Size(char32_t codePoint) {
 }
 
 std::size_t asciiRunStart(std::string_view bytes, std::size_t position) {
-  while (position > 0 && static_cast<unsigned char>(bytes[position - 1]) < 0x80) --position;
+  for (std::uint64_t word; position >= sizeof word; position -= sizeof word) {
+    std::memcpy(&word, bytes.data() + position - sizeof word, sizeof word);
+    if (word & 0x8080808080808080u) break;
+  }
+  while (position > 0 && isAsciiByte(bytes[position - 1])) --position;
   return position;
 }
 
 template <class CodePointOf>
 std::size_t expandedSize(std::string_view bytes, CodePointOf codePointOf) {
   std::size_t size = bytes.size();
-  for (std::size_t at = 0; (at = asciiRunEnd(bytes, at)) < bytes.size(); ++at) {
-    size += utf8Size(codePointOf(bytes[at])) - 1;
+  for (std::size_t at = 0; (at = asciiRunEnd(bytes, at)) < bytes.size();) {
+    for (; at < bytes.size() && !isAsciiByte(bytes[at]); ++at) {
+      size += utf8Size(codePointOf(bytes[at])) - 1;
+    }
   }
   return size;
 }

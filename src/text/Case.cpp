@@ -4,84 +4,108 @@
 #include <unicode/casemap.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
-#include <optional>
+#include <utility>
 
 #include "text/Utf8.h"
 
 namespace halcyra {
-
 namespace {
 
-// Eight letters at once: a byte from 'A' to 'Z' gets the bit that makes it small.
-std::uint64_t asciiLowered(std::uint64_t word) {
-  constexpr std::uint64_t each = 0x0101010101010101u;
-  const std::uint64_t low = word & 0x7F * each;
-  const std::uint64_t fromA = low + (0x80 - 'A') * each;
-  const std::uint64_t behindZ = low + (0x7F - 'Z') * each;
-  const std::uint64_t capital = ~word & (fromA ^ behindZ) & 0x80 * each;
-  return word | capital >> 2;
-}
+constexpr char16_t latinEnd = 0x180;
+constexpr char16_t unknown = 0;
 
-// U+0080 to U+017F; nothing where the lower case is another size or depends on more.
-std::optional<char32_t> latinLower(char32_t c) {
-  if (c < 0xC0) return c;
-  if (c < 0xDF) return c == 0xD7 ? c : c + 0x20;
-  if (c < 0x100) return c;
-  if (c == 0x130 || c == 0x178) return std::nullopt;
-  const bool capitalsAreOdd = (c >= 0x139 && c < 0x149) || (c >= 0x179 && c < 0x17F);
-  const bool isSmallOnly = c == 0x138 || c == 0x149 || c == 0x17F;
-  const bool isCapital = !isSmallOnly && (c % 2 == 1) == capitalsAreOdd;
-  return isCapital ? c + 1 : c;
-}
-
-// Of ASCII, Latin and the punctuation of U+2000 to U+203F; nothing for texts with others.
-std::optional<std::string> latinLowercased(std::string_view text) {
-  std::string lower = asciiLowercased(text);
-  for (std::size_t at = 0; (at = asciiRunEnd(lower, at)) < lower.size();) {
-    std::size_t next = at;
-    const char32_t c = nextCodePoint(lower, next);
-    const bool isPunctuation = c >= 0x2000 && c < 0x2040;
-    if (!isPunctuation) {
-      const std::optional<char32_t> small = c < 0x180 ? latinLower(c) : std::nullopt;
-      if (!small) return std::nullopt;
-      lower[at] = static_cast<char>(0xC0 | *small >> 6);
-      lower[at + 1] = static_cast<char>(0x80 | (*small & 0x3F));
-    }
-    at = next;
+// The small letters of U+0080 to U+017F; unknown where the lower case is another size or depends on
+// more.
+constexpr std::array<char16_t, latinEnd> latinLower = [] {
+  std::array<char16_t, latinEnd> lower{};
+  for (char16_t c = 0x80; c < latinEnd; ++c) {
+    const bool isPlain = c < 0xC0 || c == 0xD7 || c == 0x138 || c == 0x149 || c == 0x17F;
+    const bool capitalsAreOdd = (c >= 0x139 && c < 0x149) || c >= 0x179;
+    const bool isExtendedCapital = !isPlain && c >= 0x100 && (c % 2 == 1) == capitalsAreOdd;
+    const bool isCapital = !isPlain && c < 0xDF;
+    lower[c] = static_cast<char16_t>(isCapital ? c + 0x20 : isExtendedCapital ? c + 1 : c);
   }
+  lower[0x130] = lower[0x178] = unknown;
   return lower;
+}();
+
+// Lowers the ASCII characters that start at `at`, and others close behind them; gives the place of
+// the first that is no ASCII.
+std::size_t lowerAscii(std::string& text, std::size_t at) {
+  for (std::uint64_t word; at + sizeof word <= text.size(); at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    const std::uint64_t lower = asciiLower(word);
+    std::memcpy(text.data() + at, &lower, sizeof lower);
+    if ((word & 0x8080808080808080u) == 0) continue;
+    while (isAsciiByte(text[at])) ++at;
+    return at;
+  }
+  for (; at < text.size() && isAsciiByte(text[at]); ++at) text[at] = asciiLower(text[at]);
+  return at;
+}
+
+// Lowers the Latin letter at `at`, or passes over the punctuation of U+2000 to U+203F there; gives
+// the place behind it, or npos for any other character.
+std::size_t lowerWide(std::string& text, std::size_t at) {
+  const auto lead = static_cast<unsigned char>(text[at]);
+  if (lead >= (0xC0 | latinEnd >> 6))
+    return text.compare(at, 2, "\u2000", 2) == 0 ? at + 3 : text.npos;
+  const char16_t small = latinLower[(lead & 0x1F) << 6 | (text[at + 1] & 0x3F)];
+  if (small == unknown) return text.npos;
+  text[at] = static_cast<char>(0xC0 | small >> 6);
+  text[at + 1] = static_cast<char>(0x80 | (small & 0x3F));
+  return at + 2;
+}
+
+// False for a text with characters that only ICU knows, of which some may be lowered already.
+bool lowerLatin(std::string& text) {
+  for (std::size_t at = 0; (at = lowerAscii(text, at)) < text.size();) {
+    if ((at = lowerWide(text, at)) == text.npos) return false;
+  }
+  return true;
+}
+
+std::uint64_t wordAt(std::string_view text, std::size_t position) {
+  std::uint64_t word;
+  std::memcpy(&word, text.data() + position, sizeof word);
+  return word;
 }
 
 }  // namespace
 
 std::string asciiLowercased(std::string_view text) {
   std::string result(text);
-  std::size_t at = 0;
-  for (std::uint64_t word; at + sizeof word <= result.size(); at += sizeof word) {
-    std::memcpy(&word, result.data() + at, sizeof word);
-    word = asciiLowered(word);
-    std::memcpy(result.data() + at, &word, sizeof word);
-  }
-  for (; at < result.size(); ++at) result[at] = asciiLower(result[at]);
+  for (char& c : result) c = asciiLower(c);
   return result;
 }
 
-std::string lowercased(std::string_view text) {
-  if (isAscii(text)) return asciiLowercased(text);
-  if (std::optional<std::string> lower = latinLowercased(text)) return *std::move(lower);
+void lowercase(std::string& text) {
+  if (lowerLatin(text)) return;
   std::string result;
   icu::StringByteSink<std::string> sink(&result, static_cast<int32_t>(text.size()));
   UErrorCode status = U_ZERO_ERROR;
   icu::CaseMap::utf8ToLower("", 0, icu::StringPiece(text.data(), static_cast<int32_t>(text.size())),
                             sink, nullptr, status);
-  return U_SUCCESS(status) ? result : asciiLowercased(text);
+  text = U_SUCCESS(status) ? std::move(result) : asciiLowercased(text);
+}
+
+std::string lowercased(std::string_view text) {
+  std::string result(text);
+  lowercase(result);
+  return result;
 }
 
 bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right) {
-  return left.size() == right.size() &&
-         std::equal(left.begin(), left.end(), right.begin(),
+  if (left.size() != right.size()) return false;
+  std::size_t at = 0;
+  for (; at + sizeof(std::uint64_t) <= left.size(); at += sizeof(std::uint64_t)) {
+    if (asciiLower(wordAt(left, at)) != asciiLower(wordAt(right, at))) return false;
+  }
+  return std::equal(left.begin() + static_cast<std::ptrdiff_t>(at), left.end(),
+                    right.begin() + static_cast<std::ptrdiff_t>(at),
                     [](char a, char b) { return asciiLower(a) == asciiLower(b); });
 }
 

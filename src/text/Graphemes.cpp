@@ -14,10 +14,6 @@
 namespace halcyra {
 namespace {
 
-bool isAscii(char byte) {
-  return static_cast<unsigned char>(byte) < 0x80;
-}
-
 struct BreakIteratorClose {
   void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
 };
@@ -37,7 +33,7 @@ UBreakIterator& characterIterator() {
 // them, to keep the test short.
 bool standsAlone(char32_t c) {
   if (c < 0x80) return true;
-  return (c >= 0xA0 && c < 0x300 && c != 0xAD) ||                       // Latin
+  return (c < 0x300 && c != 0xAD) ||                                    // Latin
          (c >= 0x370 && c < 0x483) ||                                   // Greek, Cyrillic
          (c >= 0x2010 && c < 0x2028) || (c >= 0x20A0 && c < 0x20C0) ||  // punctuation, currencies
          (c >= 0x3041 && c < 0x3097) || (c >= 0x30A1 && c < 0x30FB) ||  // Kana
@@ -138,12 +134,12 @@ bool hasMoreGraphemesThan(std::string_view text, std::size_t limit) {
   return walk(text, limit) < text.size();
 }
 
-bool isWholeCharacter(std::string_view text, std::size_t begin, std::size_t end) {
-  if (begin > 0 && !isAscii(text[begin - 1])) {
+bool isWholeAmongWide(std::string_view text, std::size_t begin, std::size_t end) {
+  if (begin > 0 && !isAsciiByte(text[begin - 1])) {
     std::size_t previous = codePointStart(text, begin - 1);
     if (breakClass(nextCodePoint(text, previous)) == U_GCB_PREPEND) return false;
   }
-  if (end >= text.size() || isAscii(text[end])) return true;
+  if (end >= text.size() || isAsciiByte(text[end])) return true;
   const int32_t next = breakClass(nextCodePoint(text, end));
   return next != U_GCB_EXTEND && next != U_GCB_ZWJ && next != U_GCB_SPACING_MARK;
 }

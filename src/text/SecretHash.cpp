@@ -1,6 +1,5 @@
 #include "text/SecretHash.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <random>
@@ -12,12 +11,26 @@ constexpr std::uint64_t prime = (std::uint64_t{1} << 61) - 1;
 
 __extension__ using Wide = unsigned __int128;
 
-// value * point + addend modulo the prime, each below it.
-std::uint64_t step(std::uint64_t value, std::uint64_t point, std::uint64_t addend) {
-  const Wide product = Wide{value} * point + addend;
-  const std::uint64_t folded =
-      static_cast<std::uint64_t>(product & prime) + static_cast<std::uint64_t>(product >> 61);
-  return folded >= prime ? folded - prime : folded;
+std::uint64_t remainder(Wide value) {
+  const std::uint64_t once =
+      static_cast<std::uint64_t>(value & prime) + static_cast<std::uint64_t>(value >> 61);
+  const std::uint64_t twice = (once & prime) + (once >> 61);
+  return twice >= prime ? twice - prime : twice;
+}
+
+constexpr std::size_t digitSize = 7;  // bytes, which stay below the prime
+
+// The first seven bytes.
+std::uint64_t asDigit(std::uint64_t bytes) {
+  constexpr bool littleEndian = std::endian::native == std::endian::little;
+  return littleEndian ? bytes & 0x00FF'FFFF'FFFF'FFFF : bytes >> 8;
+}
+
+// Reads one byte more than the digit.
+std::uint64_t digitAt(const char* place) {
+  std::uint64_t bytes;
+  std::memcpy(&bytes, place, sizeof bytes);
+  return asDigit(bytes);
 }
 
 }  // namespace
@@ -28,26 +41,31 @@ SecretHash::SecretHash() {
     std::random_device source;
     return std::uniform_int_distribution<std::uint64_t>(1u << 16, prime - 1)(source);
   }();
-  point_ = point;
+  powers_[0] = point;
+  for (std::size_t at = 1; at < powers_.size(); ++at) {
+    powers_[at] = remainder(Wide{powers_[at - 1]} * point);
+  }
 }
 
 std::uint64_t SecretHash::operator()(std::string_view text) const {
-  constexpr std::size_t digit = 7;  // bytes, which stay below the prime
-  constexpr std::uint64_t mask = 0x00FF'FFFF'FFFF'FFFF;
-  constexpr bool littleEndian = std::endian::native == std::endian::little;
-  std::uint64_t hash = text.size(), word = 0;
-  std::size_t position = 0;
-  for (; position + sizeof word <= text.size(); position += digit) {
-    std::memcpy(&word, text.data() + position, sizeof word);
-    hash = step(hash, point_, littleEndian ? word & mask : word >> 8);
+  std::uint64_t hash = text.size();
+  const char* place = text.data();
+  const char* const end = place + text.size();
+  // Four digits at a time, since a remainder waits for the one before it.
+  for (; end - place > static_cast<std::ptrdiff_t>(4 * digitSize); place += 4 * digitSize) {
+    hash = remainder(Wide{hash} * powers_[3] + Wide{digitAt(place)} * powers_[2] +
+                     Wide{digitAt(place + digitSize)} * powers_[1] +
+                     Wide{digitAt(place + 2 * digitSize)} * powers_[0] +
+                     digitAt(place + 3 * digitSize));
   }
-  for (; position < text.size(); position += digit) {
-    word = 0;
-    std::memcpy(&word, text.data() + position, std::min(digit, text.size() - position));
-    hash = step(hash, point_, word);
+  for (; end - place > static_cast<std::ptrdiff_t>(digitSize); place += digitSize) {
+    hash = remainder(Wide{hash} * powers_[0] + digitAt(place));
   }
-  // Spreads the last word over all bits, since tables take the low ones.
-  hash = step(hash, point_, 0);
+  std::uint64_t last = 0;
+  if (place != end) std::memcpy(&last, place, static_cast<std::size_t>(end - place));
+  hash = remainder(Wide{hash} * powers_[0] + asDigit(last));
+  // Spreads the last digit over all bits, since tables take the low ones.
+  hash = remainder(Wide{hash} * powers_[0]);
   return hash ^ hash >> 29;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -14,7 +15,7 @@ class SecretHash {
   std::uint64_t operator()(std::string_view text) const;
 
  private:
-  std::uint64_t point_;
+  std::array<std::uint64_t, 4> powers_;  // of the point
 };
 
 }  // namespace halcyra

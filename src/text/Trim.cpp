@@ -1,5 +1,7 @@
 #include "text/Trim.h"
 
+#include <algorithm>
+
 #include "text/Utf8.h"
 
 namespace halcyra {
@@ -32,9 +34,12 @@ void trim(std::string& text) {
 }
 
 std::string_view trimmedOf(std::string_view text, std::string_view characters) {
-  const std::size_t first = text.find_first_not_of(characters);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(characters) - first + 1);
+  const auto isOne = [characters](char c) {
+    return std::ranges::find(characters, c) != characters.end();
+  };
+  while (!text.empty() && isOne(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isOne(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 }  // namespace halcyra

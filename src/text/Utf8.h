@@ -11,6 +11,10 @@ std::size_t asciiRunEnd(std::string_view bytes, std::size_t position);
 
 bool isAscii(std::string_view bytes);
 
+inline bool isAsciiByte(char byte) {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
+
 /// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(std::string_view bytes);
 

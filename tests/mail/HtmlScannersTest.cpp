@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 
 #include "mail/DecodeHTMLEntities.h"
 #include "mail/EncodedWords.h"
@@ -11,6 +12,7 @@
 #include "support/IcuRegex.h"
 #include "support/RandomText.h"
 #include "text/RegexClasses.h"
+#include "text/Trim.h"
 #include "text/Utf8.h"
 
 namespace halcyra {
@@ -363,6 +365,31 @@ TEST(DecodeHTMLEntities, Table) {
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_EQ(decodeHTMLEntities(std::string(text)), expected) << text;
+  }
+}
+
+// Texts dense in what one step leaves to the next.
+TEST(HtmlToPlainText, StepsGiveWhatIcuGivesInTheirOrder) {
+  constexpr std::string_view tokens[] = {
+      "<",     ">",           "</p",     "</p>",     "</P ", "</div",  "</tr",
+      "</h2",  "<br",         "<br>",    "/",        " ",    "\n",     "<b",
+      "<!--",  "-->",         "<!",      "[CDATA[",  "]]>",  "<head>", "</head>",
+      "<svg>", "</\u017Fvg>", "<title>", "</title>", "w",    "\u00A0", "&lt;"};
+  const std::vector<Rule> all = rules();
+  std::map<std::size_t, IcuRegex> steps;
+  for (const std::size_t at : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 17, 18}) {
+    steps.try_emplace(at, all[at].expression);
+  }
+  RandomText random(47);
+  for (int round = 0; round < 10000; ++round) {
+    const std::string text = random.of(tokens, 24);
+    std::string expected = text;
+    for (auto& [at, icu] : steps) {
+      if (at == 17) expected = decodeHTMLEntities(std::move(expected));
+      expected = icu.replaceAll(expected, all[at].by);
+    }
+    trim(expected);
+    ASSERT_EQ(htmlToPlainText(text), expected) << testing::PrintToString(text);
   }
 }
 

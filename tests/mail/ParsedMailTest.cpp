@@ -240,8 +240,8 @@ TEST(BodyCleanup, Table) {
 
 // The naive form of dropRepeatedLines.
 TEST(BodyCleanup, RepeatedLinesAgreeWithASetOfThem) {
-  constexpr std::string_view tokens[] = {"a",  "A", "é",  "É",  "\n", "\n",
-                                         "\n", " ", "\t", "\r", "bb"};
+  constexpr std::string_view tokens[] = {"a", "A",  "é",  "É",  "\n", "\n",    "\n",
+                                         " ", "\t", "\r", "bb", "k",  "\u212A"};
   RandomText random(6);
   for (int round = 0; round < 20000; ++round) {
     const std::string text = random.of(tokens, 30);
@@ -252,6 +252,7 @@ TEST(BodyCleanup, RepeatedLinesAgreeWithASetOfThem) {
       const std::string line(trimmedOf(raw, " \t"));
       std::string form = line;
       for (std::size_t at; (at = form.find("É")) != form.npos;) form.replace(at, 2, "é");
+      for (std::size_t at; (at = form.find("\u212A")) != form.npos;) form.replace(at, 3, "k");
       for (char& c : form) c = c == 'A' ? 'a' : c;
       if (line.empty() ? kept.empty() || !kept.back().empty() : seen.insert(form).second) {
         kept.push_back(line);
