@@ -10,28 +10,30 @@
 namespace halcyra {
 namespace {
 
-// Two lines that begin with different letters of ASCII stay different.
-bool mayFoldTo(std::string_view lower, std::string_view line) {
-  const char first = asciiLower(line.front());
-  return first == lower.front() || !isAsciiByte(first) || !isAsciiByte(lower.front());
-}
+// Lines behind it are not remembered.
+constexpr std::size_t lastPlace = std::numeric_limits<std::uint32_t>::max() - 1;
 
 }  // namespace
 
 // A slot for each line of usual length, with some to spare.
 LineMemory::LineMemory(std::string_view text)
-    : text_(text), slots_(std::bit_ceil(std::max<std::size_t>(text.size() / 32, 256)), 0) {}
+    : text_(text),
+      placeBits_(std::min<int>(std::bit_width(text.size()), 32)),
+      slots_(std::bit_ceil(std::max<std::size_t>(text.size() / 32, 256)), 0) {}
 
 bool LineMemory::isNew(std::size_t place, std::size_t size) {
+  const std::uint64_t hash = hashOf(text_.substr(place, size));
   const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = hashOf(text_.substr(place, size)) & mask;
+  std::size_t slot = hash & mask;
   for (; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    if (isAt(slots_[slot] - 1)) return false;
+    // A place and nothing above it if the tags are the same.
+    const std::uint64_t entry = slots_[slot] ^ tagOf(hash);
+    if (entry >> placeBits_ == 0 && isAt(entry - 1)) return false;
   }
-  if (place < std::numeric_limits<std::uint32_t>::max()) {
-    slots_[slot] = static_cast<std::uint32_t>(place + 1);
+  if (place <= lastPlace) {
+    slots_[slot] = entryOf(place, hash);
     ++kept_;
-    if (kept_ + kept_ / 2 >= slots_.size()) grow();
+    if (kept_ + kept_ / 2 >= slots_.size()) grow(place + size);
   }
   return true;
 }
@@ -40,6 +42,15 @@ std::uint64_t LineMemory::hashOf(std::string_view line) {
   lower_.assign(line);
   lowercase(lower_);
   return hash_(lower_);
+}
+
+// Fills the bits that no place needs; tells most lines apart without a look at them.
+std::uint32_t LineMemory::tagOf(std::uint64_t hash) const {
+  return static_cast<std::uint32_t>((hash >> 32) << placeBits_);
+}
+
+std::uint32_t LineMemory::entryOf(std::size_t place, std::uint64_t hash) const {
+  return static_cast<std::uint32_t>(place + 1) | tagOf(hash);
 }
 
 // Whether the line that was hashed last is at `place`.
@@ -52,21 +63,24 @@ bool LineMemory::isAt(std::size_t place) const {
   if (end == rest.npos) return false;
   const std::string_view line = rest.substr(0, end);
   if (equalsIgnoringAsciiCase(line, lower_)) return true;
-  return !isAscii(line) && mayFoldTo(lower_, line) && lowercased(line) == lower_;
+  return !isAscii(line) && lowercased(line) == lower_;
 }
 
-// At least a third of the table stays free, so that a search ends soon.
-void LineMemory::grow() {
-  std::vector<std::uint32_t> wider(slots_.size() * 2, 0);
-  const std::size_t mask = wider.size() - 1;
-  for (const std::uint32_t entry : slots_) {
-    if (entry == 0) continue;
-    const std::string_view rest = text_.substr(entry - 1);
-    std::size_t slot = hashOf(rest.substr(0, rest.find('\n'))) & mask;
-    while (wider[slot] != 0) slot = (slot + 1) & mask;
-    wider[slot] = entry;
+// At least a third of the table stays free, so that a search ends soon. The lines, which reach up
+// to `end`, are read anew in their order: that is fast, and the old table need not be held.
+void LineMemory::grow(std::size_t end) {
+  const std::size_t mask = slots_.size() * 2 - 1;
+  slots_ = {};
+  slots_.resize(mask + 1, 0);
+  const std::string_view lines = text_.substr(0, end);
+  for (std::size_t place = 0, lineEnd = 0; place < end && place <= lastPlace; place = lineEnd + 1) {
+    lineEnd = std::min(lines.find('\n', place), end);
+    if (lineEnd == place) continue;
+    const std::uint64_t hash = hashOf(lines.substr(place, lineEnd - place));
+    std::size_t slot = hash & mask;
+    while (slots_[slot] != 0) slot = (slot + 1) & mask;
+    slots_[slot] = entryOf(place, hash);
   }
-  slots_ = std::move(wider);
 }
 
 }  // namespace halcyra

@@ -10,8 +10,9 @@
 
 namespace halcyra {
 
-/// Remembers the lines at the front of a text by their places there, so that it needs little memory
-/// of its own. Lines are equal when their lower-case forms are.
+/// Remembers the lines at the front of a text, which hold nothing else but empty lines, by their
+/// places there, so that it needs little memory of its own. Lines are equal when their lower-case
+/// forms are.
 class LineMemory {
  public:
   /// The text may be rewritten behind the lines that are remembered, and must outlive the memory.
@@ -25,12 +26,16 @@ class LineMemory {
  private:
   std::uint64_t hashOf(std::string_view line);
   bool isAt(std::size_t place) const;
-  void grow();
+  std::uint32_t tagOf(std::uint64_t hash) const;
+  std::uint32_t entryOf(std::size_t place, std::uint64_t hash) const;
+  void grow(std::size_t end);
 
   SecretHash hash_;
   std::string_view text_;
   std::size_t kept_ = 0;
-  // Open addressing; holds places plus one, and 0 is free. Its size is a power of two.
+  int placeBits_;
+  // Open addressing; holds places plus one in the low bits and a tag above, and 0 is free. Its size
+  // is a power of two.
   std::vector<std::uint32_t> slots_;
   std::string lower_;  // the line that was hashed last
 };
