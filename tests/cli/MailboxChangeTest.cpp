@@ -8,7 +8,7 @@ namespace {
 using Strings = std::vector<std::string>;
 
 /// The id of the mailbox that is added.
-std::string add(Program& program, Strings arguments) {
+std::string addMailbox(Program& program, Strings arguments) {
   arguments.insert(arguments.begin(), {"mailbox", "add"});
   const auto result = program.run(arguments);
   EXPECT_EQ(result.exitCode, 0) << result.err;
@@ -22,9 +22,9 @@ TEST(MailboxChange, AnAddedMailboxIsListedAndGoesWithItsSecrets) {
   const std::string google = added.out.substr(6, 36);
   EXPECT_EQ(added.out, "added " + google + " (Gmail)\nnext: halcyra-cli signin google --mailbox " +
                            google + "\n");
-  const std::string microsoft = add(program, {"microsoft", "--label", "me@x"});
+  const std::string microsoft = addMailbox(program, {"microsoft", "--label", "me@x"});
   const std::string imap =
-      add(program, {"imap", "--host", "h", "--user", "u", "--port", "143", "--plain"});
+      addMailbox(program, {"imap", "--host", "h", "--user", "u", "--port", "143", "--plain"});
   const std::string heading = "ID                                    LABEL  KIND     ENABLED  ";
   const std::string outlook = microsoft + "  me@x   Outlook  yes      -\n";
   const std::string plain = imap + "  u      IMAP     yes      h:143 plain\n";
@@ -53,9 +53,9 @@ TEST(MailboxChange, AnAddedMailboxIsListedAndGoesWithItsSecrets) {
 
 TEST(MailboxChange, WhatCannotBeDoneIsSaidInOneLineAndChangesNothing) {
   Program program;
-  const std::string google = add(program, {"google"});
-  const std::string microsoft = add(program, {"microsoft"});
-  const std::string imap = add(program, {"imap", "--host", "h", "--user", "u"});
+  const std::string google = addMailbox(program, {"google"});
+  const std::string microsoft = addMailbox(program, {"microsoft"});
+  const std::string imap = addMailbox(program, {"imap", "--host", "h", "--user", "u"});
   const std::string before = program.file("config.json");
   const std::string notThere =
       "there is no mailbox \"X\"; the mailboxes are: " + google + ", " + microsoft + ", " + imap;

@@ -11,14 +11,14 @@ namespace halcyra {
 namespace {
 
 using Keys = std::set<std::string>;
-constexpr const char* file = "/data/processed-ids.json";
+constexpr const char* processedFile = "/data/processed-ids.json";
 
 std::string keyOf(int number) {
   return messageKey("m", std::to_string(100000 + number));
 }
 
 Keys storedIn(MemoryFiles& files) {
-  return nlohmann::json::parse(files.contents.at(file));
+  return nlohmann::json::parse(files.contents.at(processedFile));
 }
 
 TEST(ProcessedMessages, KeysSurviveARestart) {
@@ -26,7 +26,7 @@ TEST(ProcessedMessages, KeysSurviveARestart) {
   const std::string key = messageKey("m", "<Ä@x>");
   EXPECT_EQ(key, "m\x1E<Ä@x>");
   ProcessedMessageStore(files, "/data").insert(key);
-  EXPECT_EQ(files.contents[file], R"(["m\u001e<Ä@x>"])");
+  EXPECT_EQ(files.contents[processedFile], R"(["m\u001e<Ä@x>"])");
   ProcessedMessageStore store(files, "/data");
   EXPECT_TRUE(store.contains(key));
   EXPECT_FALSE(store.contains(messageKey("M", "<Ä@x>")));
@@ -38,7 +38,7 @@ TEST(ProcessedMessages, KeysSurviveARestart) {
 TEST(ProcessedMessages, ADamagedFileIsAnEmptySet) {
   for (const char* text : {"{\"a\": 1}", "[\"a\", 1]", "[\"a\"", ""}) {
     MemoryFiles files;
-    files.contents[file] = text;
+    files.contents[processedFile] = text;
     ProcessedMessageStore store(files, "/data");
     EXPECT_FALSE(store.contains("a")) << text;
     store.insert("b");
@@ -65,7 +65,7 @@ TEST(ProcessedMessages, TheHighestKeysStay) {
   MemoryFiles files;
   Keys keys;
   for (int number = 1; number < 5000; ++number) keys.insert(keyOf(number));
-  files.contents[file] = nlohmann::json(keys).dump();
+  files.contents[processedFile] = nlohmann::json(keys).dump();
   ProcessedMessageStore store(files, "/data");
   store.insert(keyOf(5000));
   EXPECT_EQ(storedIn(files).size(), 5000u);

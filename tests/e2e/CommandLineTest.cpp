@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "World.h"
 #include "sandbox/SampleMail.h"
+#include "support/FileContent.h"
 
 namespace halcyra {
 namespace {
@@ -16,13 +14,6 @@ std::string sample(const std::string& part) {
     if (file.string().find(part) != std::string::npos) return file;
   }
   return "";
-}
-
-std::string contents(const std::string& file) {
-  std::ifstream in(file);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
 }
 
 struct CommandCase {
@@ -57,7 +48,7 @@ TEST(CommandLine, CommandsAnswerAsScriptsRelyOn) {
   world.home.addMailbox({.id = "m", .label = "Kim", .port = server.port(), .user = "kim"});
   world.home.save();
   const std::string tool = sample("undeclared");
-  const std::string french = contents(sample("francais"));
+  const std::string french = contentOf(sample("francais"));
   const std::string config = world.home.configFile().string();
   check(world, {
                    {{"--version"}, "", 0, "0.1.0", ""},
@@ -105,7 +96,7 @@ TEST(CommandLine, CommandsAnswerAsScriptsRelyOn) {
 }
 
 TEST(CommandLine, TheReadmesExampleIsASoundConfiguration) {
-  const std::string readme = contents(HALCYRA_TEST_DATA "/../../README.md");
+  const std::string readme = contentOf(HALCYRA_TEST_DATA "/../../README.md");
   const std::size_t start = readme.find("```json\n") + 8;
   World world;
   check(world, {{{"config", "check", "-"},

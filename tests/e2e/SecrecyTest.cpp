@@ -5,12 +5,12 @@
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 
 #include "ProviderWorld.h"
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
+#include "support/FileContent.h"
 #include "text/Base64.h"
 #include "text/PercentEncoding.h"
 
@@ -20,11 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using nlohmann::json;
 namespace fs = std::filesystem;
-
-std::string contentOf(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // What others on the machine can see of a process and its children.
 std::string shownBy(const std::string& process) {

@@ -7,10 +7,10 @@
 
 #include <csignal>
 #include <fstream>
-#include <iterator>
 
 #include "ProviderWorld.h"
 #include "SignInPages.h"
+#include "support/FileContent.h"
 
 namespace halcyra {
 namespace {
@@ -165,11 +165,6 @@ TEST_F(SignInRun, AnExchangeThatFailsStoresNothing) {
     EXPECT_FALSE(ProviderWorld::holdsToken(program.output() + program.errors())) << last;
     EXPECT_EQ(world.run({"secret", "list"}).output.find("oauth."), std::string::npos);
   }
-}
-
-std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 /// Ends a process of ours that another one started.
