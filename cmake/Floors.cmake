@@ -7,9 +7,11 @@ file(WRITE ${CMAKE_BINARY_DIR}/empty.cpp "")
 set(halcyra_headers
   <algorithm> <chrono> <functional> <map> <memory> <optional> <span> <string> <string_view>
   <unordered_map> <variant> <vector>
+  <nlohmann/json.hpp>
   <boost/asio/awaitable.hpp> <boost/asio/co_spawn.hpp> <boost/asio/io_context.hpp>
   <boost/asio/ip/tcp.hpp> <boost/asio/steady_timer.hpp> <boost/asio/use_awaitable.hpp>)
 add_library(halcyra_pch STATIC ${CMAKE_BINARY_DIR}/empty.cpp)
+target_link_libraries(halcyra_pch PRIVATE halcyra::json)
 target_precompile_headers(halcyra_pch PRIVATE ${halcyra_headers})
 
 function(halcyra_qualify out)

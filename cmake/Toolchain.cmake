@@ -21,6 +21,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options(-Wno-restrict -Wno-stringop-overflow -Wno-maybe-uninitialized
                       -Wno-array-bounds -Wno-stringop-overread -Wno-free-nonheap-object
                       -Wno-mismatched-new-delete)
+  # Of several files compiled as one (CMAKE_UNITY_BUILD), all but the wrapper count as headers, and
+  # the warnings that hold for headers do not fit them.
+  add_compile_options(-Wno-subobject-linkage)
   # Collecting garbage less often saves a tenth of the compiler's time and costs it 30 MB.
   add_compile_options("SHELL:--param ggc-min-heapsize=1000000" "SHELL:--param ggc-min-expand=200")
 endif()

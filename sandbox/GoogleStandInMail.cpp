@@ -18,7 +18,7 @@ namespace {
 
 using nlohmann::json;
 
-HttpResponse badRequest(std::string_view message) {
+HttpResponse invalidArgument(std::string_view message) {
   return googleError(400, "INVALID_ARGUMENT", "invalidArgument", message);
 }
 
@@ -100,7 +100,7 @@ HttpResponse GoogleStandIn::listMessages(const ServedRequest&, const RequestTarg
   if (!asked.empty()) {
     const auto [end, error] = std::from_chars(asked.data(), asked.data() + asked.size(), most);
     if (error != std::errc() || end != asked.data() + asked.size() || most < 1 || most > 500) {
-      return badRequest("Invalid value at 'max_results': " + asked);
+      return invalidArgument("Invalid value at 'max_results': " + asked);
     }
   }
   const std::vector<std::string> ids = store_.search(itemOf(target.query, "q"));
@@ -115,7 +115,7 @@ HttpResponse GoogleStandIn::listMessages(const ServedRequest&, const RequestTarg
 HttpResponse GoogleStandIn::getMessage(const ServedRequest&, const RequestTarget& target) {
   const std::string format = itemOf(target.query, "format");
   if (format != "raw" && format != "minimal" && format != "metadata") {
-    return badRequest("Invalid value at 'format': " + format);
+    return invalidArgument("Invalid value at 'format': " + format);
   }
   ledger_.count("message." + format);
   const GmailMessage* message = store_.find(target.segments.back());
@@ -126,15 +126,15 @@ HttpResponse GoogleStandIn::sendMessage(const ServedRequest& request, const Requ
   const auto body = jsonBody(request);
   if (!body) return notJson();
   if (!body->contains("raw") || !(*body)["raw"].is_string()) {
-    return badRequest(
+    return invalidArgument(
         "'raw' RFC822 payload message string or uploading message via /upload/* URL "
         "required");
   }
   const auto raw = fromBase64Url((*body)["raw"].get<std::string>());
-  if (!raw) return badRequest("Invalid value at 'message.raw': Base64 decoding failed.");
+  if (!raw) return invalidArgument("Invalid value at 'message.raw': Base64 decoding failed.");
   const std::string text = repairedUtf8(*raw);
   if (!headerValue("To", splitHeaders(text).headers)) {
-    return badRequest("Recipient address required");
+    return invalidArgument("Recipient address required");
   }
   const std::string id = store_.add(*raw, {"SENT"}, std::chrono::system_clock::now());
   return jsonAnswer(200, {{"id", id}, {"threadId", id}, {"labelIds", {"SENT"}}});
@@ -148,11 +148,12 @@ HttpResponse GoogleStandIn::modifyMessage(const ServedRequest& request,
   if (message == nullptr) return notFound();
   const auto added = textsOf(*body, "addLabelIds");
   const auto removed = textsOf(*body, "removeLabelIds");
-  if (!added || !removed) return badRequest("Invalid value: label ids must be strings.");
-  if (added->empty() && removed->empty()) return badRequest("No label add or removes specified");
+  if (!added || !removed) return invalidArgument("Invalid value: label ids must be strings.");
+  if (added->empty() && removed->empty())
+    return invalidArgument("No label add or removes specified");
   for (const auto* ids : {&*added, &*removed}) {
     for (const std::string& id : *ids) {
-      if (!store_.hasLabel(id)) return badRequest("Invalid label: " + id);
+      if (!store_.hasLabel(id)) return invalidArgument("Invalid label: " + id);
     }
   }
   message->labels.insert(added->begin(), added->end());
@@ -182,7 +183,7 @@ HttpResponse GoogleStandIn::createLabel(const ServedRequest& request, const Requ
   const std::string name = body->contains("name") && (*body)["name"].is_string()
                                ? (*body)["name"].get<std::string>()
                                : std::string();
-  if (trimmed(name).empty()) return badRequest("Invalid label name");
+  if (trimmed(name).empty()) return invalidArgument("Invalid label name");
   const auto label = store_.addLabel(name);
   if (!label) return googleError(409, "ABORTED", "aborted", "Label name exists or conflicts");
   return jsonAnswer(200, {{"id", label->id},

@@ -9,7 +9,7 @@ namespace {
 
 using nlohmann::json;
 
-HttpResponse badRequest(std::string_view message) {
+HttpResponse invalidParameter(std::string_view message) {
   return graphError(400, "ErrorInvalidParameter", message);
 }
 
@@ -46,12 +46,12 @@ std::optional<json> selected(const json& resource, const std::string& select) {
 
 HttpResponse pageAnswer(const std::vector<json>& resources, const RequestTarget& target) {
   const auto top = boundedNumber(itemOf(target.query, "$top"), 10, 1000);
-  if (!top) return badRequest("The $top query option is invalid.");
+  if (!top) return invalidParameter("The $top query option is invalid.");
   json value = json::array();
   for (const json& resource : resources) {
     if (value.size() == *top) break;
     auto chosen = selected(resource, itemOf(target.query, "$select"));
-    if (!chosen) return badRequest("Could not find a property named in $select.");
+    if (!chosen) return invalidParameter("Could not find a property named in $select.");
     value.push_back(std::move(*chosen));
   }
   json answer = {{"value", std::move(value)}};
@@ -73,12 +73,13 @@ HttpResponse MicrosoftStandIn::viewCalendar(const ServedRequest&, const RequestT
   const auto start = parseInternetDateTime(itemOf(target.query, "startDateTime"));
   const auto end = parseInternetDateTime(itemOf(target.query, "endDateTime"));
   if (!start || !end) {
-    return badRequest(
+    return invalidParameter(
         "This request requires a time window specified by the query string parameters "
         "StartDateTime and EndDateTime.");
   }
   const std::string order = itemOf(target.query, "$orderby");
-  if (!order.empty() && order != "start/dateTime") return badRequest("The $orderby is invalid.");
+  if (!order.empty() && order != "start/dateTime")
+    return invalidParameter("The $orderby is invalid.");
   const bool isDefault = target.segments[2] == "calendarView";
   const auto events =
       calendars_.between(isDefault ? calendars_.ids().front() : target.segments[3], *start, *end);

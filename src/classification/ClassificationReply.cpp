@@ -6,7 +6,7 @@
 #include "classification/LLMError.h"
 #include "classification/ReplyObject.h"
 #include "text/Graphemes.h"
-#include "text/Json.h"
+#include "text/JsonFields.h"
 #include "text/Trim.h"
 #include "text/Uuid.h"
 
@@ -16,11 +16,6 @@ namespace {
 using nlohmann::json;
 
 constexpr int deepestCandidate = 6;
-
-const json* member(const json& object, std::string_view key) {
-  const auto found = object.find(key);
-  return found == object.end() ? nullptr : &*found;
-}
 
 template <class Number>
 std::string plainDecimal(Number number) {
@@ -65,20 +60,20 @@ using Keys = std::initializer_list<std::string_view>;
 
 std::optional<std::string> firstText(const json& object, Keys keys) {
   for (const std::string_view key : keys) {
-    if (auto text = textOf(member(object, key))) return text;
+    if (auto text = textOf(memberOf(object, key))) return text;
   }
   return std::nullopt;
 }
 
 std::optional<std::string> firstIdLikeText(const json& object, Keys keys) {
   for (const std::string_view key : keys) {
-    if (auto text = textOf(member(object, key)); text && isIdLike(*text)) return text;
+    if (auto text = textOf(memberOf(object, key)); text && isIdLike(*text)) return text;
   }
   return std::nullopt;
 }
 
 std::optional<std::string> firstTextInside(const json& object, std::string_view outer, Keys keys) {
-  const json* inner = member(object, outer);
+  const json* inner = memberOf(object, outer);
   if (inner == nullptr || !inner->is_object()) return std::nullopt;
   return firstText(*inner, keys);
 }
@@ -100,7 +95,7 @@ std::optional<std::string> ruleIdOf(const json& object) {
 double confidenceOf(const json& object) {
   for (const std::string_view key :
        {"confidence", "score", "certainty", "confidence_score", "conf"}) {
-    if (const json* value = member(object, key); value != nullptr && value->is_number()) {
+    if (const json* value = memberOf(object, key); value != nullptr && value->is_number()) {
       return value->get<double>();
     }
   }
@@ -109,7 +104,7 @@ double confidenceOf(const json& object) {
 
 std::optional<std::string> draftOf(const json& object) {
   for (const std::string_view key : {"draft_reply", "draftReply"}) {
-    const json* value = member(object, key);
+    const json* value = memberOf(object, key);
     if (value == nullptr) continue;
     if (value->is_null()) return std::nullopt;
     if (value->is_string()) return value->get<std::string>();

@@ -6,7 +6,7 @@
 #include "classification/LeadReply.h"
 #include "text/Case.h"
 #include "text/Graphemes.h"
-#include "text/Json.h"
+#include "text/JsonFields.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"
 #include "text/WithoutSecrets.h"
@@ -31,11 +31,6 @@ bool isObject(const json& value) {
   return value.is_object();
 }
 
-const json* member(const json& object, std::string_view key) {
-  const auto found = object.find(key);
-  return found == object.end() ? nullptr : &*found;
-}
-
 bool isArrayOfObjects(const json* value) {
   return value != nullptr && value->is_array() &&
          std::all_of(value->begin(), value->end(), isObject);
@@ -45,7 +40,7 @@ std::string joinedParts(const json& parts) {
   std::string text;
   for (const json& part : parts) {
     for (const std::string_view key : {"text", "content"}) {
-      const json* piece = member(part, key);
+      const json* piece = memberOf(part, key);
       if (piece == nullptr || !piece->is_string()) continue;
       text.append(piece->get_ref<const std::string&>());
       break;
@@ -56,7 +51,7 @@ std::string joinedParts(const json& parts) {
 
 // The text of a `message` object, empty when it has none.
 std::string contentOf(const json& message) {
-  const json* content = member(message, "content");
+  const json* content = memberOf(message, "content");
   if (content != nullptr && content->is_string()) return content->get<std::string>();
   if (isArrayOfObjects(content)) return joinedParts(*content);
   return {};
@@ -65,9 +60,9 @@ std::string contentOf(const json& message) {
 // The first choice's text, untrimmed.
 std::string replyText(const std::string& body) {
   const json top = parseJson(body);
-  const json* choices = top.is_object() ? member(top, "choices") : nullptr;
+  const json* choices = top.is_object() ? memberOf(top, "choices") : nullptr;
   if (!isArrayOfObjects(choices) || choices->empty()) throw LLMError::emptyContent();
-  const json* message = member(choices->front(), "message");
+  const json* message = memberOf(choices->front(), "message");
   if (message == nullptr || !message->is_object()) throw LLMError::emptyContent();
   std::string content = contentOf(*message);
   if (trimmed(content).empty()) throw LLMError::emptyContent();

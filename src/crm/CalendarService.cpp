@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr const char* domain = "CalendarService";
+constexpr const char* calendarDomain = "CalendarService";
 constexpr int badAddress = 2;
 constexpr std::string_view google = "Google Calendar";
 constexpr std::string_view microsoft = "Microsoft Graph";
@@ -179,16 +179,17 @@ Task<std::string> CalendarService::answerTo(Call call) {
     response = co_await std::move(exchange);
   } catch (const HttpError& error) {
     if (error.kind() == HttpError::Kind::invalidURL) {
-      throw ProviderError(domain, badAddress, call.invalidURL);
+      throw ProviderError(calendarDomain, badAddress, call.invalidURL);
     }
     if (error.kind() != HttpError::Kind::notHTTP) throw;
-    throw ProviderError(domain, ProviderError::notHTTP, provider + ": not an HTTP response.");
+    throw ProviderError(calendarDomain, ProviderError::notHTTP,
+                        provider + ": not an HTTP response.");
   }
   if (isSuccess(response)) co_return std::move(response.body);
   const std::string detail =
       calendarErrorDetail(response.status, shownBody(response, call.accessToken));
   // Once more, since JSON has more spellings than one.
-  throw ProviderError(domain, response.status,
+  throw ProviderError(calendarDomain, response.status,
                       provider + ": " + withoutToken(detail, call.accessToken));
 }
 

@@ -14,11 +14,11 @@
 namespace halcyra {
 namespace {
 
-constexpr const char* domain = "Dataverse";
+constexpr const char* dataverseDomain = "Dataverse";
 constexpr int invalidEnvironment = 2;
 
 [[noreturn]] void failInvalidEnvironment() {
-  throw ProviderError(domain, invalidEnvironment, "Invalid environment URL");
+  throw ProviderError(dataverseDomain, invalidEnvironment, "Invalid environment URL");
 }
 
 bool isWebURL(std::string_view url) {
@@ -60,10 +60,10 @@ Task<std::string> DataverseClient::create(std::string accessToken, std::string e
                                                  {"OData-MaxVersion", "4.0"},
                                                  {"OData-Version", "4.0"},
                                                  {"Prefer", "return=representation"}});
-  Task<HttpResponse> exchange = sendLead(http_, std::move(request), domain);
+  Task<HttpResponse> exchange = sendLead(http_, std::move(request), dataverseDomain);
   const HttpResponse response = co_await std::move(exchange);
   if (!isSuccess(response)) {
-    throw ProviderError(domain, response.status,
+    throw ProviderError(dataverseDomain, response.status,
                         refusalOr(shownBody(response, accessToken), response.status));
   }
   co_return createdId(response.body, "leadid");

@@ -15,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* domain = "Salesforce";
+constexpr const char* leadsDomain = "Salesforce";
 
 std::string trimmedText(const json& error, const char* key) {
   const auto found = error.find(key);
@@ -54,16 +54,16 @@ Task<std::string> SalesforceLeads::createSalesforceLead(SalesforceSession sessio
 }
 
 Task<std::string> SalesforceLeads::create(SalesforceSession session, std::string body) {
-  const std::string base = usableSalesforceInstance(session.instanceURL, domain);
+  const std::string base = usableSalesforceInstance(session.instanceURL, leadsDomain);
   HttpRequest request = apiRequest("POST", base + "/services/data/v59.0/sobjects/Lead/",
                                    session.accessToken, std::move(body));
-  Task<HttpResponse> exchange = sendLead(http_, std::move(request), domain);
+  Task<HttpResponse> exchange = sendLead(http_, std::move(request), leadsDomain);
   const HttpResponse response = co_await std::move(exchange);
   if (!isSuccess(response)) {
     // Masked again after it is read: JSON has more spellings than the mask knows.
     const std::string words =
         withoutToken(refusalText(shownBody(response, session.accessToken)), session.accessToken);
-    throw ProviderError(domain, response.status, refusalOr(words, response.status));
+    throw ProviderError(leadsDomain, response.status, refusalOr(words, response.status));
   }
   co_return createdId(response.body, "id");
 }

@@ -18,7 +18,7 @@
 namespace halcyra {
 namespace {
 
-constexpr const char* domain = "SalesforceOAuth";
+constexpr const char* oauthDomain = "SalesforceOAuth";
 constexpr int missingInstance = 1;
 
 struct SFTokenResponse {
@@ -75,7 +75,7 @@ std::optional<TimePoint> expiryOf(const std::optional<std::int64_t>& expiresIn,
 }
 
 void requireInstance(std::string_view instanceURL, const char* failure) {
-  if (trimmed(instanceURL).empty()) throw ProviderError(domain, missingInstance, failure);
+  if (trimmed(instanceURL).empty()) throw ProviderError(oauthDomain, missingInstance, failure);
 }
 
 }  // namespace
@@ -123,14 +123,14 @@ Task<SalesforceStoredCredential> SalesforceOAuthClient::exchangeSalesforceCode(
   requireInstance(instance, "Token response missing instance_url");
   co_return SalesforceStoredCredential{response.access_token, response.refresh_token,
                                        expiryOf(response.expires_in, clock_), loginHost,
-                                       usableSalesforceInstance(instance, domain)};
+                                       usableSalesforceInstance(instance, oauthDomain)};
 }
 
 Task<SalesforceStoredCredential> SalesforceOAuthClient::refreshSalesforceToken(
     std::string clientId, SalesforceStoredCredential credential) {
   requireInstance(credential.instanceURL, "Missing instance URL; sign in to Salesforce again.");
   credential.loginHost = normalizedSalesforceLoginHost(credential.loginHost);
-  credential.instanceURL = usableSalesforceInstance(credential.instanceURL, domain);
+  credential.instanceURL = usableSalesforceInstance(credential.instanceURL, oauthDomain);
   Task<std::string> call = callTokenEndpoint(
       credential.loginHost, {{"grant_type", "refresh_token"},
                              {"client_id", clientId},
@@ -146,7 +146,7 @@ Task<std::string> SalesforceOAuthClient::callTokenEndpoint(const std::string& lo
                                                            Form form) {
   if (!clientSecret_.empty()) form.emplace_back("client_secret", clientSecret_);
   auto refusal = [](int status, const std::string& body) { return refusalOr(body, status); };
-  return postTokenCall(http_, {domain, baseOf(loginHost) + "/services/oauth2/token",
+  return postTokenCall(http_, {oauthDomain, baseOf(loginHost) + "/services/oauth2/token",
                                std::move(form), std::move(refusal)});
 }
 

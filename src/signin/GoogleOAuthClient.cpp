@@ -16,9 +16,9 @@
 namespace halcyra {
 namespace {
 
-constexpr const char* domain = "GoogleOAuth";
+constexpr const char* googleDomain = "GoogleOAuth";
 
-constexpr const char* scopes =
+constexpr const char* googleScopes =
     "https://www.googleapis.com/auth/gmail.modify "
     "https://www.googleapis.com/auth/calendar.readonly "
     "https://www.googleapis.com/auth/userinfo.email";
@@ -86,7 +86,7 @@ std::optional<std::string> GoogleOAuthClient::buildGoogleAuthorizationURL(
                           {{"client_id", clientId},
                            {"redirect_uri", redirectURI},
                            {"response_type", "code"},
-                           {"scope", scopes},
+                           {"scope", googleScopes},
                            {"code_challenge", challenge},
                            {"code_challenge_method", "S256"},
                            {"access_type", "offline"},
@@ -135,7 +135,7 @@ Task<std::optional<std::string>> GoogleOAuthClient::fetchGoogleEmail(std::string
 Task<std::string> GoogleOAuthClient::callTokenEndpoint(Form form) {
   if (!clientSecret_.empty()) form.emplace_back("client_secret", clientSecret_);
   return postTokenCall(http_,
-                       {domain, endpoints_.googleToken + "/token", std::move(form), refusal});
+                       {googleDomain, endpoints_.googleToken + "/token", std::move(form), refusal});
 }
 
 }  // namespace halcyra

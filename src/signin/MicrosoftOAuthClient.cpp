@@ -14,9 +14,9 @@
 namespace halcyra {
 namespace {
 
-constexpr const char* domain = "MicrosoftOAuth";
+constexpr const char* microsoftDomain = "MicrosoftOAuth";
 
-constexpr const char* scopes =
+constexpr const char* microsoftScopes =
     "offline_access openid profile User.Read Mail.ReadWrite Mail.Send Calendars.Read";
 
 struct Me {
@@ -45,7 +45,7 @@ std::optional<std::string> MicrosoftOAuthClient::buildMicrosoftAuthorizationURL(
                           {{"client_id", clientId},
                            {"redirect_uri", redirectURI},
                            {"response_type", "code"},
-                           {"scope", scopes},
+                           {"scope", microsoftScopes},
                            {"code_challenge", challenge},
                            {"code_challenge_method", "S256"},
                            {"response_mode", "query"}});
@@ -59,7 +59,7 @@ Task<OAuthStoredCredential> MicrosoftOAuthClient::exchangeMicrosoftCode(std::str
                                               {"code_verifier", verifier},
                                               {"grant_type", "authorization_code"},
                                               {"redirect_uri", redirectURI},
-                                              {"scope", scopes}},
+                                              {"scope", microsoftScopes}},
                                              "Token exchange failed");
   const std::string body = co_await std::move(call);
   co_return credentialOf(decodeTokenResponse<TokenResponse>(body), clock_);
@@ -70,7 +70,7 @@ Task<OAuthStoredCredential> MicrosoftOAuthClient::refreshMicrosoftToken(std::str
   Task<std::string> call = callTokenEndpoint({{"client_id", clientId},
                                               {"refresh_token", refreshToken},
                                               {"grant_type", "refresh_token"},
-                                              {"scope", scopes}},
+                                              {"scope", microsoftScopes}},
                                              "Token refresh failed");
   const std::string body = co_await std::move(call);
   const auto response = decodeTokenResponse<RefreshResponse>(body);
@@ -114,8 +114,9 @@ Task<std::string> MicrosoftOAuthClient::callTokenEndpoint(Form form, std::string
   auto refusal = [failureText = std::move(failureText)](int, const std::string& body) {
     return body.empty() ? failureText : body;
   };
-  return postTokenCall(http_, {domain, endpoints_.microsoftLogin + "/common/oauth2/v2.0/token",
-                               std::move(form), std::move(refusal)});
+  return postTokenCall(http_,
+                       {microsoftDomain, endpoints_.microsoftLogin + "/common/oauth2/v2.0/token",
+                        std::move(form), std::move(refusal)});
 }
 
 }  // namespace halcyra

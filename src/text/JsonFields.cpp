@@ -20,11 +20,16 @@ const json* valueOf(const json& object, std::string_view key) {
     throw JsonError("Not the expected JSON: no object where \"" + std::string(key) +
                     "\" was looked for.");
   }
-  const auto found = object.find(key);
-  return found == object.end() || found->is_null() ? nullptr : &*found;
+  const json* value = memberOf(object, key);
+  return value == nullptr || value->is_null() ? nullptr : value;
 }
 
 }  // namespace
+
+const json* memberOf(const json& object, std::string_view key) {
+  const auto found = object.find(key);
+  return found == object.end() ? nullptr : &*found;
+}
 
 std::optional<std::string> textField(const json& object, std::string_view key) {
   const json* value = valueOf(object, key);
@@ -85,9 +90,9 @@ std::vector<std::string> textsField(const json& object, std::string_view key) {
 
 std::optional<std::string> wordsIn(const json& value, std::string_view key) {
   if (!value.is_object()) return std::nullopt;
-  const auto found = value.find(key);
-  if (found == value.end() || !found->is_string()) return std::nullopt;
-  const auto& text = found->get_ref<const std::string&>();
+  const json* words = memberOf(value, key);
+  if (words == nullptr || !words->is_string()) return std::nullopt;
+  const auto& text = words->get_ref<const std::string&>();
   if (text.empty()) return std::nullopt;
   return text;
 }

@@ -26,6 +26,10 @@ const nlohmann::json& arrayField(const nlohmann::json& object, std::string_view 
 /// An array of texts, empty where there is none.
 std::vector<std::string> textsField(const nlohmann::json& object, std::string_view key);
 
+/// The value under the key, whatever it is; null where there is none. It lives as long as `object`,
+/// which is an object or null.
+const nlohmann::json* memberOf(const nlohmann::json& object, std::string_view key);
+
 /// A text that is not empty, where the value is an object that has one under the key. Never throws:
 /// for the bodies of errors, which may be anything.
 std::optional<std::string> wordsIn(const nlohmann::json& value, std::string_view key);

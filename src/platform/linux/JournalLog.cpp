@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/WriteAll.h"
+
 namespace halcyra {
 namespace {
 
@@ -30,16 +32,6 @@ bool journalServesSyslog() {
   std::error_code failed;
   const auto socket = std::filesystem::canonical("/dev/log", failed);
   return !failed && socket.string().starts_with("/run/systemd/journal/");
-}
-
-// A log must not stop the engine: what a full or closed stream does not take is dropped.
-void writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
 }
 
 void sendToJournal(const std::string& line, const LogFields& fields) {
@@ -81,6 +73,7 @@ void JournalLog::releaseStream() {
 void JournalLog::writeToStream(const std::string& line) {
   const std::lock_guard guard(lock_);
   if (!held_) {
+    // A log must not stop the engine: what a full or closed stream does not take is dropped.
     writeAll(descriptor_, line);
   } else if (heldLines_.size() + line.size() <= mostHeldBytes) {
     heldLines_ += line;

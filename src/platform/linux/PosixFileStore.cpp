@@ -8,6 +8,8 @@
 #include <chrono>
 #include <system_error>
 
+#include "platform/linux/WriteAll.h"
+
 namespace halcyra {
 namespace {
 
@@ -52,15 +54,6 @@ std::filesystem::path linkTarget(std::filesystem::path file) {
     file = file.parent_path() / target;  // an absolute target replaces all of it
   }
   return file;
-}
-
-bool writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // The rename is only lasting once the folder is on disk. The new file is in place by now, so a file
