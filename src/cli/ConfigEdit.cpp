@@ -13,10 +13,8 @@
 namespace halcyra {
 namespace {
 
-using std::filesystem::path;
-
 // The bytes as they stand, also of a file that cannot be used: this is where it is mended.
-std::string originalText(Session& session, const path& file) {
+std::string originalText(Session& session, const std::filesystem::path& file) {
   if (auto text = session.app.files().read(file)) return std::move(*text);
   openConfig(session);
   auto text = session.app.files().read(file);
@@ -24,7 +22,7 @@ std::string originalText(Session& session, const path& file) {
   return std::move(*text);
 }
 
-bool wantsAnotherTry(Session& session, const path& copy) {
+bool wantsAnotherTry(Session& session, const std::filesystem::path& copy) {
   if (!session.interactive) return false;
   session.err << "Edit again? Otherwise your edit is kept as " << copy.string() << " [Y/n] "
               << std::flush;
@@ -35,7 +33,7 @@ bool wantsAnotherTry(Session& session, const path& copy) {
 }
 
 // Gives nothing when the user leaves the text as it was.
-std::optional<std::string> editedText(Session& session, const path& copy,
+std::optional<std::string> editedText(Session& session, const std::filesystem::path& copy,
                                       const std::string& original) {
   while (true) {
     editFile(session.app.variables(), session.interactive, copy);
@@ -55,7 +53,7 @@ std::optional<std::string> editedText(Session& session, const path& copy,
   }
 }
 
-void replaceConfig(Session& session, const path& file, const std::string& original,
+void replaceConfig(Session& session, const std::filesystem::path& file, const std::string& original,
                    const std::string& text) {
   const InstanceLock turn(configLock(session));
   if (session.app.files().read(file) != original) {
@@ -67,9 +65,9 @@ void replaceConfig(Session& session, const path& file, const std::string& origin
 }  // namespace
 
 int editConfig(Session& session) {
-  const path file = session.app.paths().settings / "config.json";
+  const std::filesystem::path file = session.app.paths().settings / "config.json";
   const std::string original = originalText(session, file);
-  const path copy = file.parent_path() / ("config.edit-" + newUuid() + ".json");
+  const std::filesystem::path copy = file.parent_path() / ("config.edit-" + newUuid() + ".json");
   session.app.files().writeAtomically(copy, original);
   try {
     const auto text = editedText(session, copy, original);
