@@ -5,7 +5,7 @@
 
 #include "mail/MailAddress.h"
 #include "mail/ParsedMail.h"
-#include "sandbox/Html.h"
+#include "text/EscapedHtml.h"
 #include "text/Graphemes.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"

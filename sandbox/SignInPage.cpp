@@ -1,7 +1,7 @@
 #include "sandbox/SignInPage.h"
 
-#include "sandbox/Html.h"
 #include "sandbox/JsonAnswer.h"
+#include "text/EscapedHtml.h"
 
 namespace halcyra::sandbox {
 namespace {

@@ -1,19 +1,13 @@
 #include "crm/LeadCreation.h"
 
-#include "platform/ProviderError.h"
+#include "signin/ProviderCalls.h"
 #include "text/Json.h"
 
 namespace halcyra {
 
 Task<HttpResponse> sendLead(HttpClient& http, HttpRequest request, std::string domain) {
   request.statusSuffices = true;
-  try {
-    Task<HttpResponse> exchange = http.perform(std::move(request));
-    co_return co_await std::move(exchange);
-  } catch (const HttpError& error) {
-    if (error.kind() != HttpError::Kind::notHTTP) throw;
-    throw ProviderError(domain, ProviderError::notHTTP, "Not an HTTP response");
-  }
+  return performFor(http, std::move(request), std::move(domain));
 }
 
 std::string createdId(const std::string& body, std::string_view key) {

@@ -2,6 +2,7 @@
 
 #include "mail/HtmlScanners.h"
 #include "text/Case.h"
+#include "text/EscapedHtml.h"
 #include "text/Scan.h"
 #include "text/Trim.h"
 
@@ -49,28 +50,6 @@ std::string headerLine(std::string value) {
   return value;
 }
 
-void appendEscaped(std::string& html, char c) {
-  switch (c) {
-    case '&':
-      html += "&amp;";
-      break;
-    case '<':
-      html += "&lt;";
-      break;
-    case '>':
-      html += "&gt;";
-      break;
-    case '"':
-      html += "&quot;";
-      break;
-    case '\n':
-      html += "<br>";
-      break;
-    default:
-      html += c;
-  }
-}
-
 }  // namespace
 
 std::string synthesizedMessage(const GraphMessage& message, std::string_view graphId) {
@@ -88,7 +67,9 @@ std::string synthesizedMessage(const GraphMessage& message, std::string_view gra
 
 std::string replyComment(std::string_view text) {
   std::string html = "<div style=\"font-family: sans-serif;\">";
-  for (const char c : withLineFeeds(std::string(text))) appendEscaped(html, c);
+  for (const char c : escapedHtml(withLineFeeds(std::string(text)))) {
+    c == '\n' ? html.append("<br>") : html.append(1, c);
+  }
   return html + "</div>";
 }
 

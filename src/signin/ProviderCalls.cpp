@@ -37,6 +37,8 @@ std::string refusalText(const TokenCall& call, const HttpResponse& response) {
   return withoutSecrets(call.refusal(response.status, body), secrets);
 }
 
+}  // namespace
+
 Task<HttpResponse> performFor(HttpClient& http, HttpRequest request, std::string domain) {
   try {
     Task<HttpResponse> exchange = http.perform(std::move(request));
@@ -46,8 +48,6 @@ Task<HttpResponse> performFor(HttpClient& http, HttpRequest request, std::string
     throw ProviderError(domain, ProviderError::notHTTP, "Not an HTTP response");
   }
 }
-
-}  // namespace
 
 Task<std::string> postTokenCall(HttpClient& http, TokenCall call) {
   HttpRequest request;

@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
-namespace halcyra::sandbox {
+namespace halcyra {
 
 /// The text with the characters that mean something in HTML as entities.
 std::string escapedHtml(std::string_view text);
 
-}  // namespace halcyra::sandbox
+}  // namespace halcyra

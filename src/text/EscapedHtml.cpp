@@ -1,6 +1,6 @@
-#include "sandbox/Html.h"
+#include "text/EscapedHtml.h"
 
-namespace halcyra::sandbox {
+namespace halcyra {
 
 std::string escapedHtml(std::string_view text) {
   std::string html;
@@ -25,4 +25,4 @@ std::string escapedHtml(std::string_view text) {
   return html;
 }
 
-}  // namespace halcyra::sandbox
+}  // namespace halcyra
