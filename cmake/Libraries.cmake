@@ -6,7 +6,7 @@ find_package(nlohmann_json REQUIRED)
 find_package(OpenSSL REQUIRED)
 find_package(CURL REQUIRED)
 pkg_check_modules(ICU REQUIRED icu-uc icu-i18n)
-pkg_check_modules(SECRET REQUIRED libsecret-1)
+pkg_check_modules(SECRET REQUIRED IMPORTED_TARGET libsecret-1)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # What a program with HALCYRA_SELF_CONTAINED uses of ICU is part of it: to load ICU's libraries costs
