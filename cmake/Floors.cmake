@@ -57,6 +57,7 @@ function(halcyra_program name)
   target_precompile_headers(${name} REUSE_FROM halcyra_pch)
   if(NOT HALCYRA_SANITIZE)
     set_target_properties(${name} PROPERTIES HALCYRA_SELF_CONTAINED ON)
-    target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc)
+    target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc
+      -Wl,--gc-sections)
   endif()
 endfunction()
