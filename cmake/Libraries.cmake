@@ -13,7 +13,7 @@ pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 # each start 2 ms and each process 4 MB. Tests, which are many, share the system's.
 set(icu_archives "")
 foreach(name i18n uc data)
-  find_library(HALCYRA_ICU_${name} libicu${name}.a HINTS ${ICU_LIBDIR} REQUIRED)
+  find_library(HALCYRA_ICU_${name} libicu${name}.a HINTS ${ICU_LIBRARY_DIRS} REQUIRED)
   list(APPEND icu_archives ${HALCYRA_ICU_${name}})
 endforeach()
 set(self_contained $<BOOL:$<TARGET_PROPERTY:HALCYRA_SELF_CONTAINED>>)
