@@ -7,6 +7,7 @@
 #include <utility>
 
 namespace halcyra {
+
 CurlEngine::~CurlEngine() {
   if (!thread_.joinable()) return;
   {

@@ -13,6 +13,16 @@ namespace {
 constexpr const char* serviceAttribute = "service";
 constexpr const char* accountAttribute = "account";
 
+// What is said when the library is absent. Asked before anything of it is called.
+std::optional<std::string> missingLibrary() {
+  try {
+    libsecret();
+    return std::nullopt;
+  } catch (const LibraryError& error) {
+    return error.what();
+  }
+}
+
 struct Unref {
   void operator()(gpointer object) const { libsecret().objectUnref(object); }
   void operator()(GHashTable* table) const { libsecret().hashTableUnref(table); }
@@ -96,22 +106,8 @@ class SecretServiceKeychain::Session {
     schema_.attributes[1] = {accountAttribute, SECRET_SCHEMA_ATTRIBUTE_STRING};
   }
 
-  /// Before anything else. What is said when it is false stands in `missing`.
-  bool isInstalled() {
-    try {
-      libsecret();
-      missing_.clear();
-      return true;
-    } catch (const LibraryError& error) {
-      missing_ = error.what();
-      return false;
-    }
-  }
-
-  const std::string& missing() const { return missing_; }
-
   KeychainStatus open() {
-    if (!isInstalled()) return KeychainStatus::notAvailable;
+    if (missingLibrary()) return KeychainStatus::notAvailable;
     if (proxy_ && !libsecret().connectionIsClosed(bus_.get())) return KeychainStatus::success;
     close();
     bus_.reset(libsecret().busGetSync(G_BUS_TYPE_SESSION, nullptr, nullptr));
@@ -124,7 +120,7 @@ class SecretServiceKeychain::Session {
   }
 
   Found findAccount(const std::string& account, KeychainPrompt prompt) {
-    if (!isInstalled()) return {KeychainStatus::notAvailable, {}};
+    if (missingLibrary()) return {KeychainStatus::notAvailable, {}};
     const Ref<GHashTable> attributes = attributesOf(account);
     Found found = search(attributes);
     if (found.status == KeychainStatus::success && found.items.empty()) {
@@ -142,7 +138,7 @@ class SecretServiceKeychain::Session {
   }
 
   Found findAll() {
-    if (!isInstalled()) return {KeychainStatus::notAvailable, {}};
+    if (missingLibrary()) return {KeychainStatus::notAvailable, {}};
     Found found = search(Ref<GHashTable>(
         libsecret().attributesBuild(&schema_, serviceAttribute, service_.c_str(), nullptr)));
     if (found.status == KeychainStatus::success && found.items.empty()) {
@@ -228,7 +224,6 @@ class SecretServiceKeychain::Session {
   }
 
   const std::string service_;
-  std::string missing_;
   SecretSchema schema_{};
   Ref<GDBusConnection> bus_;
   Ref<SecretService> proxy_;
@@ -311,8 +306,7 @@ std::optional<std::string> SecretServiceKeychain::describe(KeychainStatus status
     case KeychainStatus::userCanceled:
       return "The keyring was not unlocked.";
     case KeychainStatus::notAvailable:
-      if (!session_->missing().empty()) return session_->missing();
-      return "No Secret Service runs in this session.";
+      return missingLibrary().value_or("No Secret Service runs in this session.");
     case KeychainStatus::authFailed:
       return "The keyring refused access.";
     case KeychainStatus::interactionNotAllowed:
