@@ -49,9 +49,15 @@ function(halcyra_floor name)
 endfunction()
 
 # An executable is the Main.cpp of a floor; all else of the floor is its library, which tests may link.
+# It holds ICU and the C++ library itself, but for the sanitizers, which need the shared one.
 function(halcyra_program name)
   cmake_parse_arguments(ARG "" "FLOOR" "" ${ARGN})
   add_executable(${name} ${CMAKE_SOURCE_DIR}/src/${ARG_FLOOR}/Main.cpp)
   target_link_libraries(${name} PRIVATE halcyra_${ARG_FLOOR})
   target_precompile_headers(${name} REUSE_FROM halcyra_pch)
+  if(NOT HALCYRA_SANITIZE)
+    set_target_properties(${name} PROPERTIES HALCYRA_SELF_CONTAINED ON)
+    target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc
+      -Wl,--gc-sections)
+  endif()
 endfunction()

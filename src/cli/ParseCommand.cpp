@@ -31,7 +31,8 @@ int parse(const ParseOptions& options, Session& session) {
     first = false;
     writeMail(session.out, mail, raw);
   };
-  return forEachMail(session, options.files, show);
+  const MailSource source = options.raw ? MailSource::needed : MailSource::unneeded;
+  return forEachMail(session, options.files, source, show);
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ int prefilter(const PrefilterOptions& options, Session& session) {
              "the prefilter is switched off, so it skips nothing; switch it on with \"halcyra-cli "
              "config set prefilterMarketingEnabled true\"");
   }
-  return forEachMail(session, options.files,
+  return forEachMail(session, options.files, MailSource::needed,
                      [&](const std::string& source, const ParsedMail& mail) {
                        const auto reason = marketingSkipReason(mail, config);
                        if (options.json) {

@@ -3,8 +3,8 @@
 #include <unicode/datefmt.h>
 #include <unicode/dtfmtsym.h>
 #include <unicode/timezone.h>
+#include <unicode/uloc.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -42,18 +42,21 @@ std::string localeOfDates() {
   return "C";
 }
 
+bool isKnownLanguage(std::string_view language) {
+  for (int at = 0; at < uloc_countAvailable(); ++at) {
+    const std::string_view known = uloc_getAvailable(at);
+    if (known.substr(0, known.find('_')) == language) return true;
+  }
+  return false;
+}
+
 // For a name without words of its own the library would take the locale that messages are in, or
 // fail; dates in "C" stay English beside German messages.
 icu::Locale localeNamed(const std::string& name) {
-  int count = 0;
-  const icu::Locale* known = icu::Locale::getAvailableLocales(count);
   const icu::Locale locale = icu::Locale::createCanonical(name.c_str());
-  const std::string_view language = locale.getLanguage();
-  const bool isKnown = name.size() < ULOC_FULLNAME_CAPACITY &&
-                       std::any_of(known, known + count, [&](const icu::Locale& other) {
-                         return other.getLanguage() == language;
-                       });
   // English without a country: hours to 24, as "C" has them.
+  const bool isKnown =
+      name.size() < ULOC_FULLNAME_CAPACITY && isKnownLanguage(locale.getLanguage());
   return isKnown ? locale : icu::Locale("en_ZZ");
 }
 
@@ -86,25 +89,30 @@ struct DateStyles::Formatters {
   std::array<std::string, 8> weekdays;
 };
 
-DateStyles::DateStyles(const std::string& locale)
-    : formatters_(std::make_unique<const Formatters>(localeNamed(locale))) {}
+DateStyles::DateStyles(const std::string& locale) : locale_(locale) {}
 
 DateStyles::~DateStyles() = default;
 
+const DateStyles::Formatters& DateStyles::formatters() const {
+  std::call_once(
+      loaded_, [this] { formatters_ = std::make_unique<const Formatters>(localeNamed(locale_)); });
+  return *formatters_;
+}
+
 std::string DateStyles::dateAndTime(const LocalTime& time) const {
-  return formatted(*formatters_->dateAndTime, time);
+  return formatted(*formatters().dateAndTime, time);
 }
 
 std::string DateStyles::date(const LocalTime& time) const {
-  return formatted(*formatters_->date, time);
+  return formatted(*formatters().date, time);
 }
 
 std::string DateStyles::longDate(const LocalTime& time) const {
-  return formatted(*formatters_->longDate, time);
+  return formatted(*formatters().longDate, time);
 }
 
 std::string DateStyles::shortWeekday(int weekday) const {
-  return formatters_->weekdays.at(static_cast<std::size_t>(weekday));
+  return formatters().weekdays.at(static_cast<std::size_t>(weekday));
 }
 
 const DateStyles& userDateStyles() {

@@ -1,17 +1,18 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/Clock.h"
 
 namespace halcyra {
 
-/// Dates and times in the words of a locale. Built once and used for all; any thread may call.
+/// Dates and times in the words of a locale. Any thread may call. The words are loaded with the
+/// first call, which throws std::runtime_error when the library of locales has none.
 class DateStyles {
  public:
-  /// `locale` as in "de_DE" or "de_DE.UTF-8"; one whose language is not known counts as "C". Throws
-  /// std::runtime_error when the library of locales has no data for it.
+  /// `locale` as in "de_DE" or "de_DE.UTF-8"; one whose language is not known counts as "C".
   explicit DateStyles(const std::string& locale);
   ~DateStyles();
 
@@ -26,7 +27,11 @@ class DateStyles {
 
  private:
   struct Formatters;
-  std::unique_ptr<const Formatters> formatters_;
+  const Formatters& formatters() const;
+
+  const std::string locale_;
+  mutable std::once_flag loaded_;
+  mutable std::unique_ptr<const Formatters> formatters_;
 };
 
 /// Those of the user's locale for dates, from the environment of the program's start.

@@ -9,4 +9,8 @@ namespace halcyra {
 /// part says anything. Not yet cut to its longest length.
 std::string extractBodyText(std::string_view headers, std::string_view body);
 
+/// The same of a whole message that is not needed afterwards: a large plain text is cleaned where
+/// it stands.
+std::string takeBodyText(std::string message);
+
 }  // namespace halcyra

@@ -112,6 +112,14 @@ std::string leafText(std::string_view headers, std::string_view body, const Cont
   return text;
 }
 
+bool opensLevel(const ContentType& type) {
+  return type.isMultipart() && !type.boundary.empty();
+}
+
+ContentType messageType(std::string_view headers) {
+  return contentType(headers, "text/plain; charset=utf-8");
+}
+
 // Multiparts are a stack of levels, not a recursion. Parts are views into the message, met in the
 // order in which they stand there.
 class Walk {
@@ -139,10 +147,6 @@ class Walk {
   }
 
  private:
-  static bool opensLevel(const ContentType& type) {
-    return type.isMultipart() && !type.boundary.empty();
-  }
-
   void enter(std::string_view body, const std::string& boundary) {
     // Each level that searches reads all that stands below it once more.
     constexpr std::size_t searchingLevels = 16;
@@ -195,7 +199,12 @@ class Walk {
 }  // namespace
 
 std::string walkMIME(std::string_view headers, std::string_view body) {
-  return Walk(body).run(headers, contentType(headers, "text/plain; charset=utf-8"));
+  return Walk(body).run(headers, messageType(headers));
+}
+
+bool isPlainAsItStands(std::string_view headers, std::string_view body) {
+  const ContentType type = messageType(headers);
+  return !opensLevel(type) && !type.isHtml() && !isEncoded(body, transferEncoding(headers));
 }
 
 }  // namespace halcyra

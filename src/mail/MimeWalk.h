@@ -9,4 +9,7 @@ namespace halcyra {
 /// most. Nesting of any depth; linear in the body. Both views must be valid UTF-8.
 std::string walkMIME(std::string_view headers, std::string_view body);
 
+/// Whether all that walkMIME would do to such a body is to trim it.
+bool isPlainAsItStands(std::string_view headers, std::string_view body);
+
 }  // namespace halcyra

@@ -12,6 +12,7 @@ namespace halcyra {
 namespace {
 
 constexpr std::size_t longestBody = 50'000;
+constexpr std::string_view imapSource = "uid";
 
 std::string generatedId(std::string_view source, std::uint32_t uid) {
   return std::string(source) + "-" + std::to_string(uid) + "@" + std::string(generatedIdDomain);
@@ -27,10 +28,8 @@ std::string cutBody(std::string text) {
   return text;
 }
 
-// Fills what is read from the message; `source` begins a generated id.
-std::optional<ParsedMail> read(ParsedMail mail, std::string_view source) {
-  if (mail.rawRFC822.empty()) return std::nullopt;
-  const auto [headers, body] = splitHeaders(mail.rawRFC822);
+// `source` begins a generated id.
+void readHeaders(ParsedMail& mail, std::string_view headers, std::string_view source) {
   mail.messageID = headerValue("Message-ID", headers).value_or("");
   trim(mail.messageID);
   // All messages with a blank one would pass for one message, and only the first be handled.
@@ -38,6 +37,13 @@ std::optional<ParsedMail> read(ParsedMail mail, std::string_view source) {
   mail.subject = decodeEncodedWords(headerValue("Subject", headers).value_or("(no subject)"));
   mail.from = decodeEncodedWords(headerValue("From", headers).value_or(""));
   mail.date = headerValue("Date", headers).value_or("");
+}
+
+// Fills what is read from the message.
+std::optional<ParsedMail> read(ParsedMail mail, std::string_view source) {
+  if (mail.rawRFC822.empty()) return std::nullopt;
+  const auto [headers, body] = splitHeaders(mail.rawRFC822);
+  readHeaders(mail, headers, source);
   mail.bodyText = cutBody(extractBodyText(headers, body));
   return mail;
 }
@@ -59,7 +65,7 @@ std::optional<ParsedMail> ParsedMail::fromIMAPFetch(std::string accountId, std::
       mail.rawRFC822 += literal;
     }
   }
-  return read(std::move(mail), "uid");
+  return read(std::move(mail), imapSource);
 }
 
 std::optional<ParsedMail> ParsedMail::fromRawMessage(std::string accountId,
@@ -72,6 +78,14 @@ std::optional<ParsedMail> ParsedMail::fromRawMessage(std::string accountId,
   mail.rawRFC822 = std::move(rawText);
   trim(mail.rawRFC822);
   return read(std::move(mail), "api");
+}
+
+std::optional<ParsedMail> ParsedMail::withoutSource(std::string rawText) {
+  if (rawText.empty()) return std::nullopt;
+  ParsedMail mail;
+  readHeaders(mail, splitHeaders(rawText).headers, imapSource);
+  mail.bodyText = cutBody(takeBodyText(std::move(rawText)));
+  return mail;
 }
 
 std::string ParsedMail::classificationEmailText() const {

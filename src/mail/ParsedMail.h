@@ -44,6 +44,10 @@ struct ParsedMail {
   static std::optional<ParsedMail> fromRawMessage(std::string accountId, std::string providerRESTId,
                                                   std::uint32_t uid, std::string rawText);
 
+  /// The same as from an IMAP server, but without rawRFC822: what needs only the text of a large
+  /// message need not hold both.
+  static std::optional<ParsedMail> withoutSource(std::string rawText);
+
   /// The mail as the model gets it: subject, sender, date and body.
   std::string classificationEmailText() const;
 };

@@ -33,16 +33,27 @@ std::string base64Digits(std::string_view body) {
   return digits;
 }
 
+bool isBase64(std::string_view encoding) {
+  return encoding == "base64" || encoding == "b64";
+}
+
+bool isQuotedPrintable(std::string_view body, std::string_view encoding) {
+  return encoding == "quoted-printable" || encoding == "qp" || hasQuotedPrintableResidue(body);
+}
+
 }  // namespace
+
+bool isEncoded(std::string_view body, std::string_view encoding) {
+  return isBase64(encoding) || isQuotedPrintable(body, encoding);
+}
 
 std::string decodeTransfer(std::string_view body, std::string_view encoding,
                            std::string_view charset) {
-  if (encoding == "base64" || encoding == "b64") {
+  if (isBase64(encoding)) {
     std::optional<std::string> bytes = decodeBase64(base64Digits(trimmed(body)));
     return bytes ? decodeBytes(std::move(*bytes), charset) : std::string(body);
   }
-  const bool declared = encoding == "quoted-printable" || encoding == "qp";
-  if (!declared && !hasQuotedPrintableResidue(body)) return std::string(body);
+  if (!isQuotedPrintable(body, encoding)) return std::string(body);
   std::string text;
   text.reserve(2 * body.size());  // as ISO-8859-1 can need it; what is not used costs no memory
   return decodeQuotedPrintable(std::move(text.append(body)), charset);

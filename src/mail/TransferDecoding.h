@@ -11,4 +11,7 @@ namespace halcyra {
 std::string decodeTransfer(std::string_view body, std::string_view encoding,
                            std::string_view charset);
 
+/// Whether decodeTransfer would do anything to the body.
+bool isEncoded(std::string_view body, std::string_view encoding);
+
 }  // namespace halcyra

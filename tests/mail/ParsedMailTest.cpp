@@ -51,8 +51,8 @@ TEST(Zoo, EveryMessageGivesItsExpectedRecord) {
       const std::string body = newline == "\n" ? "bodyText" : "bodyTextCRLF";
       if (!expected.contains(body)) continue;
       SCOPED_TRACE(entry.path().filename().string() + " " + body);
-      std::vector<std::string> lines = {
-          "* 1 FETCH", std::string(literalMarker) + repairedUtf8(withNewlines(lf, newline)), ")"};
+      const std::string text = repairedUtf8(withNewlines(lf, newline));
+      std::vector<std::string> lines = {"* 1 FETCH", std::string(literalMarker) + text, ")"};
       const auto mail = ParsedMail::fromIMAPFetch("box", 7, lines);
       ASSERT_TRUE(mail);
       EXPECT_EQ(mail->messageID, expected["messageID"]);
@@ -60,6 +60,7 @@ TEST(Zoo, EveryMessageGivesItsExpectedRecord) {
       EXPECT_EQ(mail->from, expected["from"]);
       EXPECT_EQ(mail->date, expected["date"]);
       EXPECT_EQ(mail->bodyText, expected[body]);
+      EXPECT_EQ(ParsedMail::withoutSource(text)->bodyText, expected[body]);
       ++messages;
     }
   }
@@ -76,6 +77,9 @@ TEST(ParsedMail, RecordFromFetchAndFromRaw) {
   std::vector<std::string> empty = {"* 3 FETCH", "__LITERAL__\n"};
   EXPECT_EQ(ParsedMail::fromIMAPFetch("box", 9, empty), std::nullopt);
   EXPECT_EQ(ParsedMail::fromRawMessage("box", "id", 1, " \r\n\u00A0"), std::nullopt);
+  EXPECT_EQ(ParsedMail::withoutSource(""), std::nullopt);
+  EXPECT_EQ(ParsedMail::withoutSource("Subject: a\n\n Hello\uFFFD \n"),
+            (ParsedMail{"", 0, std::nullopt, "uid-0@halcyra.local", "a", "", "", "", "Hello"}));
   EXPECT_EQ(ParsedMail::fromRawMessage("box", "id", 4, "\n only text \n"),
             (ParsedMail{"box", 4, "id", "api-4@halcyra.local", "(no subject)", "", "", "only text",
                         "only text"}));

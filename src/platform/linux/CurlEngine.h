@@ -1,7 +1,5 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -13,13 +11,14 @@
 
 namespace halcyra {
 
-/// Runs transfers on one thread with libcurl's multi interface. Any thread may submit.
+/// Runs transfers on one thread with libcurl's multi interface, which starts with the first of
+/// them. Any thread may submit.
 class CurlEngine {
  public:
   /// Called once on the engine's thread.
   using Completion = std::function<void(CurlOutcome)>;
 
-  CurlEngine();
+  CurlEngine() = default;
   ~CurlEngine();
   CurlEngine(const CurlEngine&) = delete;
   CurlEngine& operator=(const CurlEngine&) = delete;
@@ -32,6 +31,7 @@ class CurlEngine {
     Completion completion;
   };
 
+  void start();
   void run();
   bool takeSubmitted();
   void begin(Job job);
@@ -40,8 +40,8 @@ class CurlEngine {
   int millisecondsOfPatience() const;
   void abandonAll();
 
-  std::unique_ptr<CURLSH, CurlFree<curl_share_cleanup>> tlsSessions_;
-  std::unique_ptr<CURLM, CurlFree<curl_multi_cleanup>> multi_;
+  std::unique_ptr<CURLSH, CurlFree<&CurlLibrary::shareCleanup>> tlsSessions_;
+  std::unique_ptr<CURLM, CurlFree<&CurlLibrary::multiCleanup>> multi_;
   std::unordered_map<CURL*, Job> underWay_;  // of the engine's thread
 
   std::mutex mutex_;  // guards what follows

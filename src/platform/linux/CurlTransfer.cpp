@@ -16,9 +16,9 @@ constexpr long mostRedirects = 5;
 
 template <class Value>
 void setOption(CURL* handle, CURLoption option, Value value) {
-  if (const CURLcode code = curl_easy_setopt(handle, option, value); code != CURLE_OK) {
-    throw HttpError(HttpError::Kind::failed,
-                    std::string("The request cannot be made: ") + curl_easy_strerror(code) + ".");
+  if (const CURLcode code = libcurl().easySetopt(handle, option, value); code != CURLE_OK) {
+    throw HttpError(HttpError::Kind::failed, std::string("The request cannot be made: ") +
+                                                 libcurl().easyStrerror(code) + ".");
   }
 }
 
@@ -40,15 +40,15 @@ std::string megabytes(std::size_t bytes) {
 
 std::optional<std::string> partOfURL(CURLU* url, CURLUPart part) {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, 0) != CURLUE_OK) return std::nullopt;
-  const std::unique_ptr<char, CurlFree<curl_free>> owner(text);
+  if (libcurl().urlGet(url, part, &text, 0) != CURLUE_OK) return std::nullopt;
+  const std::unique_ptr<char, CurlFree<&CurlLibrary::free>> owner(text);
   return std::string(text);
 }
 
 }  // namespace
 
 CurlTransfer::CurlTransfer(HttpRequest request)
-    : request_(std::move(request)), handle_(curl_easy_init()) {
+    : request_(std::move(request)), handle_(libcurl().easyInit()) {
   if (!handle_) throw std::bad_alloc();
   readURL();
   setAddress();
@@ -59,9 +59,10 @@ CurlTransfer::CurlTransfer(HttpRequest request)
 }
 
 void CurlTransfer::readURL() {
-  const std::unique_ptr<CURLU, CurlFree<curl_url_cleanup>> url(curl_url());
-  const bool parsed = url && request_.url.find('\0') == std::string::npos &&
-                      curl_url_set(url.get(), CURLUPART_URL, request_.url.c_str(), 0) == CURLUE_OK;
+  const std::unique_ptr<CURLU, CurlFree<&CurlLibrary::urlCleanup>> url(libcurl().url());
+  const bool parsed =
+      url && request_.url.find('\0') == std::string::npos &&
+      libcurl().urlSet(url.get(), CURLUPART_URL, request_.url.c_str(), 0) == CURLUE_OK;
   if (parsed) {
     scheme_ = partOfURL(url.get(), CURLUPART_SCHEME).value_or("");
     host_ = partOfURL(url.get(), CURLUPART_HOST).value_or("");
@@ -87,7 +88,7 @@ void CurlTransfer::setAddress() {
 }
 
 void CurlTransfer::appendHeader(const std::string& line) {
-  curl_slist* extended = curl_slist_append(headers_.get(), line.c_str());
+  curl_slist* extended = libcurl().slistAppend(headers_.get(), line.c_str());
   if (extended == nullptr) throw std::bad_alloc();
   static_cast<void>(headers_.release());
   headers_.reset(extended);
@@ -229,7 +230,7 @@ CurlOutcome CurlTransfer::timedOut() {
 
 int CurlTransfer::status() const {
   long status = 0;
-  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  libcurl().easyGetinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
   return static_cast<int>(status);
 }
 
@@ -289,13 +290,13 @@ CurlOutcome::Failure CurlTransfer::failureOf(CURLcode code) const {
 // The proxy's status, where it did not let the connection through; else 0.
 long CurlTransfer::proxyRefusal() const {
   long status = 0;
-  curl_easy_getinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &status);
+  libcurl().easyGetinfo(handle(), CURLINFO_HTTP_CONNECTCODE, &status);
   return status >= 300 ? status : 0;
 }
 
 // libcurl's own words, for certificates above all, where they say what does not fit.
 std::string CurlTransfer::detail(CURLcode code) const {
-  std::string text = errorText_.front() != '\0' ? errorText_.data() : curl_easy_strerror(code);
+  std::string text = errorText_.front() != '\0' ? errorText_.data() : libcurl().easyStrerror(code);
   std::replace_if(
       text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
   return repairedUtf8(std::move(text));

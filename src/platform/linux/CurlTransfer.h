@@ -1,7 +1,5 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <array>
 #include <chrono>
 #include <memory>
@@ -10,17 +8,9 @@
 #include <string>
 
 #include "platform/HttpClient.h"
+#include "platform/linux/CurlLibrary.h"
 
 namespace halcyra {
-
-/// Frees what libcurl has made.
-template <auto function>
-struct CurlFree {
-  template <class Made>
-  void operator()(Made* made) const {
-    function(made);
-  }
-};
 
 /// How a transfer ended: with a response, or with an HttpError still to be thrown.
 struct CurlOutcome {
@@ -86,8 +76,8 @@ class CurlTransfer {
   bool bodyTooLong_ = false;
   bool headersTooLong_ = false;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
-  std::unique_ptr<curl_slist, CurlFree<curl_slist_free_all>> headers_;
-  std::unique_ptr<CURL, CurlFree<curl_easy_cleanup>> handle_;  // last: it goes first
+  std::unique_ptr<curl_slist, CurlFree<&CurlLibrary::slistFreeAll>> headers_;
+  std::unique_ptr<CURL, CurlFree<&CurlLibrary::easyCleanup>> handle_;  // last: it goes first
 };
 
 }  // namespace halcyra

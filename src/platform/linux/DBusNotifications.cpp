@@ -1,12 +1,11 @@
 #include "platform/linux/DBusNotifications.h"
 
-#include <systemd/sd-bus.h>
-
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
+#include "platform/linux/BusLibrary.h"
 #include "text/ControlCharacters.h"
 
 namespace halcyra {
@@ -15,10 +14,10 @@ namespace {
 using Deadline = std::chrono::steady_clock::time_point;
 
 struct CloseBus {
-  void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+  void operator()(sd_bus* bus) const { sdBus().closeUnref(bus); }
 };
 struct ReleaseMessage {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+  void operator()(sd_bus_message* message) const { sdBus().unref(message); }
 };
 using Bus = std::unique_ptr<sd_bus, CloseBus>;
 using Message = std::unique_ptr<sd_bus_message, ReleaseMessage>;
@@ -27,7 +26,7 @@ struct CallError {
   CallError() = default;
   CallError(const CallError&) = delete;
   CallError& operator=(const CallError&) = delete;
-  ~CallError() { sd_bus_error_free(&error); }
+  ~CallError() { sdBus().errorFree(&error); }
 
   sd_bus_error error = SD_BUS_ERROR_NULL;
 };
@@ -50,15 +49,15 @@ std::uint64_t microsecondsUntil(Deadline deadline) {
 // The library would wait for the bus's greeting longer than the whole post may take.
 Bus openSessionBus(Deadline deadline) {
   sd_bus* opened = nullptr;
-  if (sd_bus_open_user(&opened) < 0) throw NoService();
+  if (sdBus().openUser(&opened) < 0) throw NoService();
   Bus bus(opened);
   while (true) {
-    const int ready = sd_bus_is_ready(bus.get());
+    const int ready = sdBus().isReady(bus.get());
     if (ready > 0) return bus;
-    const int processed = ready < 0 ? ready : sd_bus_process(bus.get(), nullptr);
+    const int processed = ready < 0 ? ready : sdBus().process(bus.get(), nullptr);
     if (processed < 0) throw NoService();
     if (processed != 0) continue;
-    const int waited = sd_bus_wait(bus.get(), microsecondsUntil(deadline));
+    const int waited = sdBus().wait(bus.get(), microsecondsUntil(deadline));
     if (waited != -EINTR) checked(waited);
   }
 }
@@ -72,9 +71,9 @@ bool isNoService(const sd_bus_error& error) {
 
 Message newCall(sd_bus& bus, const char* member) {
   sd_bus_message* call = nullptr;
-  checked(sd_bus_message_new_method_call(&bus, &call, "org.freedesktop.Notifications",
-                                         "/org/freedesktop/Notifications",
-                                         "org.freedesktop.Notifications", member));
+  checked(sdBus().newMethodCall(&bus, &call, "org.freedesktop.Notifications",
+                                "/org/freedesktop/Notifications", "org.freedesktop.Notifications",
+                                member));
   return Message(call);
 }
 
@@ -82,7 +81,7 @@ Message answerTo(sd_bus& bus, const Message& call, Deadline deadline) {
   CallError refused;
   sd_bus_message* answer = nullptr;
   const int result =
-      sd_bus_call(&bus, call.get(), microsecondsUntil(deadline), &refused.error, &answer);
+      sdBus().call(&bus, call.get(), microsecondsUntil(deadline), &refused.error, &answer);
   if (result >= 0) return Message(answer);
   if (isNoService(refused.error)) throw NoService();
   if (result == -ETIMEDOUT) throw NotificationError("the notification service does not answer");
@@ -92,9 +91,9 @@ Message answerTo(sd_bus& bus, const Message& call, Deadline deadline) {
 
 bool readsMarkup(sd_bus& bus, Deadline deadline) {
   const Message answer = answerTo(bus, newCall(bus, "GetCapabilities"), deadline);
-  checked(sd_bus_message_enter_container(answer.get(), 'a', "s"));
+  checked(sdBus().enterContainer(answer.get(), 'a', "s"));
   const char* capability = nullptr;
-  while (checked(sd_bus_message_read(answer.get(), "s", &capability)) > 0) {
+  while (checked(sdBus().read(answer.get(), "s", &capability)) > 0) {
     if (std::string_view(capability) == "body-markup") return true;
   }
   return false;
@@ -121,10 +120,9 @@ void notify(sd_bus& bus, const std::string& title, const std::string& body, Dead
   const Message call = newCall(bus, "Notify");
   const std::uint32_t replacesNone = 0;
   const std::int32_t shownAsLongAsUsual = -1;
-  checked(sd_bus_message_append(call.get(), "susssasa{sv}i", "Halcyra", replacesNone, "mail-unread",
-                                title.c_str(), body.c_str(), 0, 2, "sound-name", "s",
-                                "message-new-email", "category", "s", "email.arrived",
-                                shownAsLongAsUsual));
+  checked(sdBus().append(call.get(), "susssasa{sv}i", "Halcyra", replacesNone, "mail-unread",
+                         title.c_str(), body.c_str(), 0, 2, "sound-name", "s", "message-new-email",
+                         "category", "s", "email.arrived", shownAsLongAsUsual));
   answerTo(bus, call, deadline);
 }
 
@@ -137,6 +135,8 @@ Task<bool> blockingPost(std::string title, std::string body, std::chrono::millis
     notify(*bus, onOneLine(title), text, deadline);
   } catch (const NoService&) {
     co_return false;
+  } catch (const LibraryError& error) {
+    throw NotificationError(error.what());
   }
   co_return true;
 }

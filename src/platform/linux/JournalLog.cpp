@@ -1,15 +1,12 @@
 #include "platform/linux/JournalLog.h"
 
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <syslog.h>
-#include <systemd/sd-journal.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "platform/linux/WriteAll.h"
 
@@ -34,15 +31,13 @@ bool journalServesSyslog() {
   return !failed && socket.string().starts_with("/run/systemd/journal/");
 }
 
-void sendToJournal(const std::string& line, const LogFields& fields) {
-  std::vector<std::string> entries = {"MESSAGE=" + line, "PRIORITY=5", "SYSLOG_IDENTIFIER=halcyra",
-                                      "SUBSYSTEM=com.halcyra.app", "CATEGORY=Mail"};
-  for (const LogField& field : fields) {
-    entries.push_back("HALCYRA_" + field.name + "=" + field.value);
-  }
-  std::vector<iovec> parts;
-  for (std::string& entry : entries) parts.push_back({entry.data(), entry.size()});
-  sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+std::string journalEntry(const std::string& line, const LogFields& fields) {
+  std::string entry = journalField("MESSAGE", line) + journalField("PRIORITY", "5") +
+                      journalField("SYSLOG_IDENTIFIER", "halcyra") +
+                      journalField("SUBSYSTEM", "com.halcyra.app") +
+                      journalField("CATEGORY", "Mail");
+  for (const LogField& field : fields) entry += journalField("HALCYRA_" + field.name, field.value);
+  return entry;
 }
 
 }  // namespace
@@ -83,7 +78,7 @@ void JournalLog::writeToStream(const std::string& line) {
 void JournalLog::write(const std::string& line, const LogFields& fields) {
   if (!streamIsJournal_) writeToStream(line + "\n");
   if (!syslogIsJournal_) syslog(LOG_NOTICE, "%s", line.c_str());
-  sendToJournal(line, fields);
+  journal_.send(journalEntry(line, fields));
 }
 
 }  // namespace halcyra

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/Log.h"
+#include "platform/linux/JournalSocket.h"
 
 namespace halcyra {
 
@@ -31,6 +32,7 @@ class JournalLog : public Log {
   const int descriptor_;
   const bool streamIsJournal_;
   const bool syslogIsJournal_;
+  const JournalSocket journal_;
   std::mutex lock_;
   bool held_ = false;
   std::string heldLines_;

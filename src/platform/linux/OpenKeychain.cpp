@@ -18,8 +18,10 @@ std::unique_ptr<Keychain> openKeychain(const std::string& service, FileStore& fi
   }
   auto keyring = std::make_unique<SecretServiceKeychain>(service);
   if (choice == "secret-service" || keyring->answers()) return keyring;
-  warn("No Secret Service runs in this session, so secrets are kept as plain text in " +
-       file.string() + ", readable by you only. HALCYRA_KEYCHAIN=file silences this warning.");
+  std::string reason = keyring->describe(KeychainStatus::notAvailable).value_or("");
+  if (reason.ends_with('.')) reason.pop_back();
+  warn(reason + ", so secrets are kept as plain text in " + file.string() +
+       ", readable by you only. HALCYRA_KEYCHAIN=file silences this warning.");
   return std::make_unique<FileKeychain>(files, file);
 }
 

@@ -1,11 +1,11 @@
 #include "platform/linux/SecretServiceKeychain.h"
 
-#include <libsecret/secret.h>
-
 #include <algorithm>
 #include <functional>
 #include <optional>
 #include <vector>
+
+#include "platform/linux/SecretLibrary.h"
 
 namespace halcyra {
 namespace {
@@ -13,26 +13,36 @@ namespace {
 constexpr const char* serviceAttribute = "service";
 constexpr const char* accountAttribute = "account";
 
+// What is said when the library is absent. Asked before anything of it is called.
+std::optional<std::string> missingLibrary() {
+  try {
+    libsecret();
+    return std::nullopt;
+  } catch (const LibraryError& error) {
+    return error.what();
+  }
+}
+
 struct Unref {
-  void operator()(gpointer object) const { g_object_unref(object); }
-  void operator()(GHashTable* table) const { g_hash_table_unref(table); }
-  void operator()(SecretValue* value) const { secret_value_unref(value); }
+  void operator()(gpointer object) const { libsecret().objectUnref(object); }
+  void operator()(GHashTable* table) const { libsecret().hashTableUnref(table); }
+  void operator()(SecretValue* value) const { libsecret().valueUnref(value); }
 };
 
 template <class Object>
 using Ref = std::unique_ptr<Object, Unref>;
 
 KeychainStatus statusOf(const GError& error) {
-  if (error.domain == SECRET_ERROR) {
+  if (error.domain == libsecret().secretErrorQuark()) {
     if (error.code == SECRET_ERROR_IS_LOCKED) return KeychainStatus::interactionNotAllowed;
     if (error.code == SECRET_ERROR_NO_SUCH_OBJECT) return KeychainStatus::itemNotFound;
     if (error.code == SECRET_ERROR_ALREADY_EXISTS) return KeychainStatus::duplicateItem;
   }
-  if (error.domain == G_IO_ERROR) {
+  if (error.domain == libsecret().ioErrorQuark()) {
     if (error.code == G_IO_ERROR_CANCELLED) return KeychainStatus::userCanceled;
     if (error.code == G_IO_ERROR_CLOSED) return KeychainStatus::notAvailable;
   }
-  if (error.domain == G_DBUS_ERROR) {
+  if (error.domain == libsecret().dbusErrorQuark()) {
     if (error.code == G_DBUS_ERROR_ACCESS_DENIED) return KeychainStatus::authFailed;
     if (error.code == G_DBUS_ERROR_SERVICE_UNKNOWN ||
         error.code == G_DBUS_ERROR_NAME_HAS_NO_OWNER || error.code == G_DBUS_ERROR_NO_REPLY ||
@@ -49,7 +59,9 @@ class Failure {
   Failure() = default;
   Failure(const Failure&) = delete;
   Failure& operator=(const Failure&) = delete;
-  ~Failure() { g_clear_error(&error_); }
+  ~Failure() {
+    if (error_) libsecret().errorFree(error_);
+  }
 
   GError** out() { return &error_; }
   KeychainStatus status() const { return error_ ? statusOf(*error_) : KeychainStatus::success; }
@@ -66,18 +78,18 @@ struct Found {
 };
 
 bool isLocked(const Ref<SecretItem>& item) {
-  return secret_item_get_locked(item.get());
+  return libsecret().itemGetLocked(item.get());
 }
 
 Ref<SecretValue> secretValue(const std::string& value) {
   return Ref<SecretValue>(
-      secret_value_new(value.data(), static_cast<gssize>(value.size()), "text/plain"));
+      libsecret().valueNew(value.data(), static_cast<gssize>(value.size()), "text/plain"));
 }
 
 std::optional<std::string> accountOf(const Ref<SecretItem>& item) {
-  const Ref<GHashTable> attributes(secret_item_get_attributes(item.get()));
+  const Ref<GHashTable> attributes(libsecret().itemGetAttributes(item.get()));
   const auto* account =
-      static_cast<const char*>(g_hash_table_lookup(attributes.get(), accountAttribute));
+      static_cast<const char*>(libsecret().hashTableLookup(attributes.get(), accountAttribute));
   return account ? std::optional<std::string>(account) : std::nullopt;
 }
 
@@ -95,18 +107,20 @@ class SecretServiceKeychain::Session {
   }
 
   KeychainStatus open() {
-    if (proxy_ && !g_dbus_connection_is_closed(bus_.get())) return KeychainStatus::success;
+    if (missingLibrary()) return KeychainStatus::notAvailable;
+    if (proxy_ && !libsecret().connectionIsClosed(bus_.get())) return KeychainStatus::success;
     close();
-    bus_.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+    bus_.reset(libsecret().busGetSync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     if (!bus_) return KeychainStatus::notAvailable;
     // A session bus that ends must not end this program.
-    g_dbus_connection_set_exit_on_close(bus_.get(), FALSE);
-    proxy_.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION,
-                                          nullptr, nullptr));
+    libsecret().connectionSetExitOnClose(bus_.get(), FALSE);
+    proxy_.reset(libsecret().serviceOpenSync(libsecret().serviceGetType(), nullptr,
+                                             SECRET_SERVICE_OPEN_SESSION, nullptr, nullptr));
     return proxy_ ? KeychainStatus::success : KeychainStatus::notAvailable;
   }
 
   Found findAccount(const std::string& account, KeychainPrompt prompt) {
+    if (missingLibrary()) return {KeychainStatus::notAvailable, {}};
     const Ref<GHashTable> attributes = attributesOf(account);
     Found found = search(attributes);
     if (found.status == KeychainStatus::success && found.items.empty()) {
@@ -124,8 +138,9 @@ class SecretServiceKeychain::Session {
   }
 
   Found findAll() {
+    if (missingLibrary()) return {KeychainStatus::notAvailable, {}};
     Found found = search(Ref<GHashTable>(
-        secret_attributes_build(&schema_, serviceAttribute, service_.c_str(), nullptr)));
+        libsecret().attributesBuild(&schema_, serviceAttribute, service_.c_str(), nullptr)));
     if (found.status == KeychainStatus::success && found.items.empty()) {
       found.status = openDefaultCollection(KeychainPrompt::skipped).status;
     }
@@ -140,8 +155,9 @@ class SecretServiceKeychain::Session {
     const Ref<GHashTable> attributes = attributesOf(account);
     const std::string label = "Halcyra: " + account;
     Failure failure;
-    secret_service_store_sync(proxy_.get(), &schema_, attributes.get(), SECRET_COLLECTION_DEFAULT,
-                              label.c_str(), secretValue(value).get(), nullptr, failure.out());
+    libsecret().serviceStoreSync(proxy_.get(), &schema_, attributes.get(),
+                                 SECRET_COLLECTION_DEFAULT, label.c_str(), secretValue(value).get(),
+                                 nullptr, failure.out());
     return finish(failure);
   }
 
@@ -168,22 +184,22 @@ class SecretServiceKeychain::Session {
     Found found{open(), {}};
     if (found.status != KeychainStatus::success) return found;
     Failure failure;
-    GList* const list = secret_service_search_sync(proxy_.get(), &schema_, attributes.get(),
-                                                   SECRET_SEARCH_ALL, nullptr, failure.out());
+    GList* const list = libsecret().serviceSearchSync(proxy_.get(), &schema_, attributes.get(),
+                                                      SECRET_SEARCH_ALL, nullptr, failure.out());
     for (GList* each = list; each; each = each->next) {
       found.items.emplace_back(static_cast<SecretItem*>(each->data));
     }
-    g_list_free(list);
+    libsecret().listFree(list);
     found.status = finish(failure);
     return found;
   }
 
   Opened openDefaultCollection(KeychainPrompt prompt) {
     Failure failure;
-    const Ref<SecretCollection> collection(secret_collection_for_alias_sync(
+    const Ref<SecretCollection> collection(libsecret().collectionForAliasSync(
         proxy_.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, failure.out()));
     if (!collection) return {finish(failure)};
-    if (!secret_collection_get_locked(collection.get())) return {};
+    if (!libsecret().collectionGetLocked(collection.get())) return {};
     if (prompt == KeychainPrompt::skipped) return {KeychainStatus::interactionNotAllowed};
     const KeychainStatus status = unlockObject(collection.get());
     return {status, status == KeychainStatus::success};
@@ -193,13 +209,13 @@ class SecretServiceKeychain::Session {
     GList objects{object, nullptr, nullptr};
     Failure failure;
     const int count =
-        secret_service_unlock_sync(proxy_.get(), &objects, nullptr, nullptr, failure.out());
+        libsecret().serviceUnlockSync(proxy_.get(), &objects, nullptr, nullptr, failure.out());
     return count == 0 ? KeychainStatus::userCanceled : finish(failure);
   }
 
   Ref<GHashTable> attributesOf(const std::string& account) const {
-    return Ref<GHashTable>(secret_attributes_build(&schema_, serviceAttribute, service_.c_str(),
-                                                   accountAttribute, account.c_str(), nullptr));
+    return Ref<GHashTable>(libsecret().attributesBuild(&schema_, serviceAttribute, service_.c_str(),
+                                                       accountAttribute, account.c_str(), nullptr));
   }
 
   void close() {
@@ -232,13 +248,13 @@ KeychainValue SecretServiceKeychain::read(const std::string& account, KeychainPr
   const KeychainStatus unlocked = session_->unlock(item);
   if (unlocked != KeychainStatus::success) return {unlocked, ""};
   Failure failure;
-  secret_item_load_secret_sync(item.get(), nullptr, failure.out());
+  libsecret().itemLoadSecretSync(item.get(), nullptr, failure.out());
   const KeychainStatus loaded = session_->finish(failure);
   if (loaded != KeychainStatus::success) return {loaded, ""};
-  const Ref<SecretValue> value(secret_item_get_secret(item.get()));
+  const Ref<SecretValue> value(libsecret().itemGetSecret(item.get()));
   if (!value) return {KeychainStatus::interactionNotAllowed, ""};  // locked again meanwhile
   gsize length = 0;
-  const char* const bytes = secret_value_get(value.get(), &length);
+  const char* const bytes = libsecret().valueGet(value.get(), &length);
   return {KeychainStatus::success, std::string(bytes, length)};
 }
 
@@ -261,7 +277,7 @@ KeychainStatus SecretServiceKeychain::update(const std::string& account, const s
   const KeychainStatus unlocked = session_->unlock(item);
   if (unlocked != KeychainStatus::success) return unlocked;
   Failure failure;
-  secret_item_set_secret_sync(item.get(), secretValue(value).get(), nullptr, failure.out());
+  libsecret().itemSetSecretSync(item.get(), secretValue(value).get(), nullptr, failure.out());
   return session_->finish(failure);
 }
 
@@ -279,7 +295,7 @@ KeychainStatus SecretServiceKeychain::remove(const std::string& account) {
     if (status == KeychainStatus::success) status = session_->unlock(item);
     if (status != KeychainStatus::success) break;
     Failure failure;
-    secret_item_delete_sync(item.get(), nullptr, failure.out());
+    libsecret().itemDeleteSync(item.get(), nullptr, failure.out());
     status = session_->finish(failure);
   }
   return status;
@@ -290,7 +306,7 @@ std::optional<std::string> SecretServiceKeychain::describe(KeychainStatus status
     case KeychainStatus::userCanceled:
       return "The keyring was not unlocked.";
     case KeychainStatus::notAvailable:
-      return "No Secret Service runs in this session.";
+      return missingLibrary().value_or("No Secret Service runs in this session.");
     case KeychainStatus::authFailed:
       return "The keyring refused access.";
     case KeychainStatus::interactionNotAllowed:
