@@ -137,7 +137,8 @@ Task<std::vector<std::string>> IMAPClient::runCommand(std::string text) {
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (!unit) {
-      co_await receiveMore();
+      Task<Received> receiving = connection().receive(reader_.room(), {});
+      take(co_await std::move(receiving));
       continue;
     }
     units.push_back(std::move(*unit));
@@ -158,13 +159,12 @@ Task<std::string> IMAPClient::readUnit() {
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (unit) co_return std::move(*unit);
-    co_await receiveMore();
+    Task<Received> receiving = connection().receive(reader_.room(), {});
+    take(co_await std::move(receiving));
   }
 }
 
-Task<void> IMAPClient::receiveMore() {
-  Task<Received> receiving = connection().receive(reader_.room(), {});
-  const Received received = co_await std::move(receiving);
+void IMAPClient::take(Received received) {
   if (received.count == 0) {
     throw received.finished ? IMAPError::connectionFailed()
                             : IMAPError::protocolError("Stalled IMAP parse");

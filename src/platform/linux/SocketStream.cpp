@@ -50,7 +50,7 @@ Task<void> SocketStream::open() {
 }
 
 Task<Received> SocketStream::receive(std::span<char> room, ReceiveWait wait) {
-  const auto start = steady_clock::now();
+  const Deadline own = wait.longest ? steady_clock::now() + *wait.longest : Deadline();
   for (;;) {
     requireOpen();
     const SocketTry attempt = read(room);
@@ -61,8 +61,7 @@ Task<Received> SocketStream::receive(std::span<char> room, ReceiveWait wait) {
       co_return Received{attempt.count, false};
     }
     // With TLS a wake-up may bring bytes but no text yet: the silence limit counts anew.
-    const auto deadline =
-        wait.longest ? start + *wait.longest : steady_clock::now() + limits_.silence;
+    const Deadline deadline = wait.longest ? own : steady_clock::now() + limits_.silence;
     if (!co_await ready(attempt.result, deadline, wait.stop)) {
       if (wait.longest || wait.stop.stop_requested()) co_return Received{};
       throw silent("sent nothing for", limits_.silence);
