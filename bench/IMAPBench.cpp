@@ -67,6 +67,7 @@ class Comparison {
     const std::string name = std::to_string(mailbox_.messages) + " messages, " + wire_;
     printRatio(name + ": wall", "ms", dropping_.wall, bare_.wall, 1.10);
     printRatio(name + ": CPU", "ms", dropping_.cpu, bare_.cpu, 1.5);
+    printRatio(name + ": wall with parsing", "ms", parsing_.wall, bare_.wall, 1.8);
     printRatio(name + ": CPU with parsing", "ms", parsing_.cpu, bare_.cpu, 1.8);
     printValue(name + ": peak memory with parsing", "MB", median(parsing_.peak),
                12 + 4 * static_cast<double>(mailbox_.largest) / 1e6);

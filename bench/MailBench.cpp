@@ -1,5 +1,5 @@
 // From raw bytes to text: ParsedMail and a C program on GMime 3 and libxml2, in turn over the same
-// messages. Prints medians and their ratio, and the peak memory of each in a process of its own.
+// messages, and the peak memory of each in a process of its own.
 
 #include <algorithm>
 #include <chrono>
@@ -11,6 +11,7 @@
 
 #include "bench/Corpora.h"
 #include "bench/ReferenceReader.h"
+#include "bench/Report.h"
 #include "mail/ParsedMail.h"
 #include "sandbox/ChildProcess.h"
 #include "sandbox/TemporaryFolder.h"
@@ -37,15 +38,12 @@ std::size_t readByReference(const std::vector<std::string>& messages) {
   return read;
 }
 
-double seconds(const std::function<std::size_t()>& work) {
+double milliseconds(const std::function<std::size_t()>& work) {
   const auto started = std::chrono::steady_clock::now();
   if (work() == 0) throw std::runtime_error("nothing was read");
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-}
-
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values[values.size() / 2];
+  const std::chrono::duration<double, std::milli> passed =
+      std::chrono::steady_clock::now() - started;
+  return passed.count();
 }
 
 // Of this program in KB. What getrusage tells counts from before it was started.
@@ -76,36 +74,35 @@ void compare(const Corpus& corpus, double goal) {
   std::vector<double> ours, theirs;
   for (int round = 0; round < rounds; ++round) {
     std::vector<std::string> copies = corpus.messages;
-    ours.push_back(seconds([&] { return readOurselves(std::move(copies)); }));
-    theirs.push_back(seconds([&] { return readByReference(corpus.messages); }));
+    ours.push_back(milliseconds([&] { return readOurselves(std::move(copies)); }));
+    theirs.push_back(milliseconds([&] { return readByReference(corpus.messages); }));
   }
-  const double megabytes = static_cast<double>(corpus.bytes()) / 1e6;
-  std::printf("%-12s %7.1f MB  %8.0f MB/s  %8.0f MB/s  %6.2f  %6.2f\n", corpus.name.c_str(),
-              megabytes, megabytes / median(ours), megabytes / median(theirs),
-              median(ours) / median(theirs), goal);
+  char measure[64];
+  std::snprintf(measure, sizeof measure, "raw message to text: %s, %.0f MB", corpus.name.c_str(),
+                static_cast<double>(corpus.bytes()) / 1e6);
+  printRatio(measure, "ms", ours, theirs, goal);
 }
 
 // A fresh process each, since one that read other mail before has memory to spare.
-std::string growthInOwnProcess(const std::string& reader, const std::string& file) {
+double growthInOwnProcess(const std::string& reader, const std::string& file) {
   sandbox::ChildProcess program({{"/proc/self/exe", reader, file}});
   const auto ending = program.wait(std::chrono::seconds(60));
   if (!ending || ending->status != 0) throw std::runtime_error(program.errors());
-  return program.output();
+  return std::stod(program.output()) / 1e3;
 }
 
 void comparePeaks(const std::string& message) {
   const sandbox::TemporaryFolder folder;
   const std::string file = (folder.path() / "largest.eml").string();
   std::ofstream(file) << message;
-  std::printf("\nA message of %.0f MB: memory grows by %s KB, the reference's by %s KB\n",
-              static_cast<double>(message.size()) / 1e6, growthInOwnProcess("ours", file).c_str(),
-              growthInOwnProcess("reference", file).c_str());
+  char measure[64];
+  std::snprintf(measure, sizeof measure, "peak memory of a message of %.0f MB, beside it",
+                static_cast<double>(message.size()) / 1e6);
+  printRatio(measure, "MB", {growthInOwnProcess("ours", file)},
+             {growthInOwnProcess("reference", file)}, 1);
 }
 
 void run() {
-  std::printf("Raw message to text, medians of %d rounds in turn\n\n", rounds);
-  std::printf("%-12s %10s  %13s  %13s  %6s  %6s\n", "class", "size", "ParsedMail", "GMime+libxml2",
-              "ratio", "goal");
   compare(smallMail(), 0.50);
   compare(htmlMail(), 0.60);
   const Corpus attachments = attachmentMail();

@@ -8,8 +8,8 @@ namespace {
 
 void printLine(const std::string& measure, const std::string& ours, const std::string& theirs,
                double compared, double goal) {
-  std::printf("%-50s %15s %15s %8.3g %8.3g  %s\n", measure.c_str(), ours.c_str(), theirs.c_str(),
-              compared, goal, compared <= goal ? "met" : "MISSED");
+  std::printf("%-60s %15s %15s %8.3g %8.3g  %s\n", measure.c_str(), ours.c_str(), theirs.c_str(),
+              compared, goal, compared <= goal ? "met" : "missed");
   std::fflush(stdout);
 }
 

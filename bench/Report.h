@@ -7,6 +7,9 @@ namespace halcyra::bench {
 
 double median(std::vector<double> values);
 
+/// The lines of the table go to the standard output, which holds nothing else; `bench/run` puts
+/// those of all programs together. What else is worth a word goes to the standard error output.
+
 /// One line of the table: our median, the peer's, their ratio and the most that it should be.
 void printRatio(const std::string& measure, const std::string& unit,
                 const std::vector<double>& ours, const std::vector<double>& theirs, double goal);

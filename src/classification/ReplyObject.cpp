@@ -1,20 +1,17 @@
 #include "classification/ReplyObject.h"
 
+#include "text/Scan.h"
 #include "text/Trim.h"
 
 namespace halcyra {
 namespace {
 
 void removeAll(std::string& text, std::string_view mark) {
-  std::string kept;
-  std::size_t position = 0;
-  while (true) {
-    const std::size_t found = text.find(mark, position);
-    kept.append(text, position, found - position);
-    if (found == std::string::npos) break;
-    position = found + mark.size();
-  }
-  text = std::move(kept);
+  replaceMatches(text, "", [mark](std::string_view view, std::size_t from) -> std::optional<Match> {
+    const std::size_t begin = findText(view, mark, from);
+    if (begin == view.npos) return std::nullopt;
+    return Match{begin, begin + mark.size()};
+  });
 }
 
 }  // namespace
@@ -23,7 +20,8 @@ std::string withoutFences(std::string_view reply) {
   std::string text(trimmed(reply));
   if (!text.starts_with("```")) return text;
   for (const std::string_view mark : {"```json", "```JSON", "```"}) removeAll(text, mark);
-  return std::string(trimmed(text));
+  trim(text);
+  return text;
 }
 
 std::optional<std::string_view> betweenBraces(std::string_view text) {

@@ -1,7 +1,9 @@
 #include "mail/BodyCleanup.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
+#include <span>
 
 #include "mail/HtmlScanners.h"
 #include "mail/RepeatedLines.h"
@@ -33,6 +35,25 @@ bool isMimeNoise(std::string_view line) {
          isHeader("content-id:") || isHeader("mime-version:");
 }
 
+struct LineAhead {
+  std::string_view text;
+  std::uint64_t hash = 0;
+  bool isLast = false;
+};
+
+// The next lines of the text, trimmed, as many as there is room for; `begin` is moved behind them.
+std::span<const LineAhead> linesAhead(std::string_view text, std::size_t& begin, LineMemory& memory,
+                                      std::span<LineAhead> room) {
+  std::size_t count = 0;
+  while (count < room.size() && begin <= text.size()) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    const std::string_view line = trimmedOf(text.substr(begin, end - begin), blanks);
+    begin = end + 1;
+    room[count++] = {line, line.empty() ? 0 : memory.hashAhead(line), end == text.size()};
+  }
+  return room.first(count);
+}
+
 }  // namespace
 
 void stripLinkResidue(std::string& text) {
@@ -46,22 +67,22 @@ void stripLinkResidue(std::string& text) {
 
 void dropRepeatedLines(std::string& text) {
   if (text.find('\n') == text.npos) return trim(text);
-  // Kept lines are moved to the front, where they are remembered; they never reach the line behind
-  // the one being read.
+  // Kept lines are moved to the front, where they are remembered; they never reach the lines behind
+  // the one being handled.
   const std::string_view view = text;
   LineMemory seen(view);
+  LineAhead ahead[LineMemory::linesAhead];
   std::size_t written = 0;
   bool lastIsEmpty = false;
   for (std::size_t begin = 0; begin <= view.size();) {
-    const std::size_t end = std::min(view.find('\n', begin), view.size());
-    const std::string_view line = trimmedOf(view.substr(begin, end - begin), blanks);
-    begin = end + 1;
-    std::copy(line.begin(), line.end(), text.begin() + static_cast<std::ptrdiff_t>(written));
-    const std::size_t lineEnd = written + line.size();
-    if (end < view.size()) text[lineEnd] = '\n';
-    if (line.empty() ? lastIsEmpty : !seen.isNew(written, line.size())) continue;
-    lastIsEmpty = line.empty();
-    written = end < view.size() ? lineEnd + 1 : lineEnd;
+    for (const auto& [line, hash, isLast] : linesAhead(view, begin, seen, ahead)) {
+      std::copy(line.begin(), line.end(), text.begin() + static_cast<std::ptrdiff_t>(written));
+      const std::size_t lineEnd = written + line.size();
+      if (!isLast) text[lineEnd] = '\n';
+      if (line.empty() ? lastIsEmpty : !seen.isNew(written, line.size(), hash)) continue;
+      lastIsEmpty = line.empty();
+      written = isLast ? lineEnd : lineEnd + 1;
+    }
   }
   text.resize(written);
   trim(text);

@@ -15,6 +15,9 @@ using Units = std::vector<std::string>;
 // Small, since an idle mailbox holds it for minutes.
 constexpr std::size_t idleRoom = 4u << 10;
 
+// Of a FETCH: the message, the closing parenthesis, the answer, and something unasked.
+constexpr std::size_t usualUnits = 4;
+
 std::string asciiUppercased(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
@@ -63,8 +66,7 @@ Task<std::vector<std::uint32_t>> IMAPClient::searchUnseen(std::string date) {
 }
 
 Task<std::vector<std::string>> IMAPClient::fetchMessage(std::uint32_t uid) {
-  Task<Units> fetching = runCommand("UID FETCH " + std::to_string(uid) + " (BODY.PEEK[])");
-  co_return co_await std::move(fetching);
+  return runCommand("UID FETCH " + std::to_string(uid) + " (BODY.PEEK[])");
 }
 
 Task<void> IMAPClient::markSeen(std::uint32_t uid) {
@@ -131,10 +133,12 @@ Task<std::vector<std::string>> IMAPClient::runCommand(std::string text) {
   Task<void> sending = connection().send(tag + " " + text + "\r\n");
   co_await std::move(sending);
   Units units;
+  units.reserve(usualUnits);
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (!unit) {
-      co_await receiveMore();
+      Task<Received> receiving = connection().receive(reader_.room(), {});
+      take(co_await std::move(receiving));
       continue;
     }
     units.push_back(std::move(*unit));
@@ -155,13 +159,12 @@ Task<std::string> IMAPClient::readUnit() {
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (unit) co_return std::move(*unit);
-    co_await receiveMore();
+    Task<Received> receiving = connection().receive(reader_.room(), {});
+    take(co_await std::move(receiving));
   }
 }
 
-Task<void> IMAPClient::receiveMore() {
-  Task<Received> receiving = connection().receive(reader_.room(), {});
-  const Received received = co_await std::move(receiving);
+void IMAPClient::take(Received received) {
   if (received.count == 0) {
     throw received.finished ? IMAPError::connectionFailed()
                             : IMAPError::protocolError("Stalled IMAP parse");

@@ -59,7 +59,7 @@ class IMAPClient {
   Task<std::vector<std::string>> runCommand(std::string text);
   void failIfRefused(const std::vector<std::string>& units, std::string_view tag);
   Task<std::string> readUnit();
-  Task<void> receiveMore();
+  void take(Received received);
   Task<void> waitForAnnouncement(std::chrono::milliseconds longest, std::stop_token stop);
   ByteStream& connection();
 

@@ -18,16 +18,22 @@ class LineMemory {
   /// The text may be rewritten behind the lines that are remembered, and must outlive the memory.
   explicit LineMemory(std::string_view text);
 
+  /// So many lines are best hashed ahead.
+  static constexpr std::size_t linesAhead = 16;
+
+  /// What `isNew` needs of a line. The place of the memory where it belongs is asked for, and comes
+  /// while further lines are hashed: in a large memory each is far away.
+  std::uint64_t hashAhead(std::string_view line);
+
   /// True when the line of `size` bytes at `place` is met for the first time. It is not empty, and
   /// a line feed follows it unless it is the last line asked for. A new line must stay where it is.
   /// Lines that begin behind the first 4 GiB are not remembered.
-  bool isNew(std::size_t place, std::size_t size);
+  bool isNew(std::size_t place, std::size_t size, std::uint64_t hash);
 
  private:
-  std::uint64_t hashOf(std::string_view line);
-  bool isAt(std::size_t place) const;
+  bool areEqual(std::string_view line, std::size_t place);
   std::uint32_t tagOf(std::uint64_t hash) const;
-  std::uint32_t entryOf(std::size_t place, std::uint64_t hash) const;
+  void keep(std::size_t place, std::uint64_t hash);
   void grow(std::size_t end);
 
   SecretHash hash_;
@@ -37,7 +43,7 @@ class LineMemory {
   // Open addressing; holds places plus one in the low bits and a tag above, and 0 is free. Its size
   // is a power of two.
   std::vector<std::uint32_t> slots_;
-  std::string lower_;  // the line that was hashed last
+  std::string lower_;  // the line that was looked at last
 };
 
 }  // namespace halcyra

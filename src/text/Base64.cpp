@@ -45,11 +45,12 @@ std::optional<std::string> decodeBase64(std::string_view text) {
   const std::size_t digits = text.size() - padding;
 
   std::string bytes(text.size() / 4 * 3, '\0');
-  std::size_t written = 0;
-  const auto put = [&](std::uint32_t group) {
-    bytes[written++] = static_cast<char>(group >> 16);
-    bytes[written++] = static_cast<char>(group >> 8);
-    bytes[written++] = static_cast<char>(group);
+  char* written = bytes.data();
+  const auto put = [&written](std::uint32_t group) {
+    written[0] = static_cast<char>(group >> 16);
+    written[1] = static_cast<char>(group >> 8);
+    written[2] = static_cast<char>(group);
+    written += 3;
   };
   const auto value = [text](std::size_t position) -> std::uint32_t {
     return digitValues[static_cast<unsigned char>(text[position])];

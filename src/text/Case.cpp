@@ -32,19 +32,26 @@ constexpr std::array<char16_t, latinEnd> latinLower = [] {
   return lower;
 }();
 
-// Lowers the ASCII characters that start at `at`, and others close behind them; gives the place of
-// the first that is no ASCII.
-std::size_t lowerAscii(std::string& text, std::size_t at) {
-  for (std::uint64_t word; at + sizeof word <= text.size(); at += sizeof word) {
-    std::memcpy(&word, text.data() + at, sizeof word);
-    const std::uint64_t lower = asciiLower(word);
-    std::memcpy(text.data() + at, &lower, sizeof lower);
-    if ((word & 0x8080808080808080u) == 0) continue;
-    while (isAsciiByte(text[at])) ++at;
-    return at;
+// Lowers A to Z in as many blocks as there are. Their size is fixed so that the compiler takes each
+// as a whole.
+template <std::ptrdiff_t size>
+char* lowerBlocks(char* place, char* end) {
+  for (; end - place >= size; place += size) {
+    for (std::ptrdiff_t i = 0; i < size; ++i) place[i] = asciiLower(place[i]);
   }
-  for (; at < text.size() && isAsciiByte(text[at]); ++at) text[at] = asciiLower(text[at]);
-  return at;
+  return place;
+}
+
+void lowerAscii(std::string& text) {
+  constexpr std::ptrdiff_t small = 8;
+  char* const end = text.data() + text.size();
+  char* const rest = lowerBlocks<small>(lowerBlocks<32>(text.data(), end), end);
+  // The last block may overlap others, since what is small stays so.
+  if (end - text.data() >= small) {
+    lowerBlocks<small>(end - small, end);
+  } else {
+    lowerBlocks<1>(rest, end);
+  }
 }
 
 // Lowers the Latin letter at `at`, or passes over the punctuation of U+2000 to U+203F there; gives
@@ -62,7 +69,8 @@ std::size_t lowerWide(std::string& text, std::size_t at) {
 
 // False for a text with characters that only ICU knows, of which some may be lowered already.
 bool lowerLatin(std::string& text) {
-  for (std::size_t at = 0; (at = lowerAscii(text, at)) < text.size();) {
+  lowerAscii(text);
+  for (std::size_t at = 0; (at = asciiRunEnd(text, at)) < text.size();) {
     if ((at = lowerWide(text, at)) == text.npos) return false;
   }
   return true;
@@ -78,7 +86,7 @@ std::uint64_t wordAt(std::string_view text, std::size_t position) {
 
 std::string asciiLowercased(std::string_view text) {
   std::string result(text);
-  for (char& c : result) c = asciiLower(c);
+  lowerAscii(result);
   return result;
 }
 

@@ -7,6 +7,15 @@
 namespace halcyra {
 namespace {
 
+constexpr std::uint64_t highBits = 0x8080808080808080u;
+
+// Which byte of a word, in the order of memory, is the first that is not 0.
+std::size_t firstByteOf(std::uint64_t word) {
+  const int bits =
+      std::endian::native == std::endian::little ? std::countr_zero(word) : std::countl_zero(word);
+  return static_cast<std::size_t>(bits) / 8;
+}
+
 struct Sequence {
   std::size_t length = 1;  // of the sequence, or of its maximal ill-formed subpart
   bool valid = false;
@@ -68,25 +77,28 @@ void repairFrom(std::size_t position, std::string_view bytes, Take take) {
 }  // namespace
 
 std::size_t asciiRunEnd(std::string_view bytes, std::size_t position) {
-  constexpr std::uint64_t highBits = 0x8080808080808080u;
+  constexpr std::size_t size = sizeof(std::uint64_t);
+  const auto wordAt = [bytes](std::size_t at) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes.data() + at, sizeof word);
+    return word;
+  };
   std::size_t end = position;
-  std::uint64_t words[4];
-  while (end + sizeof words <= bytes.size()) {
-    std::memcpy(words, bytes.data() + end, sizeof words);
-    if ((words[0] | words[1] | words[2] | words[3]) & highBits) break;
-    end += sizeof words;
+  for (; end + 4 * size <= bytes.size(); end += 4 * size) {
+    const std::uint64_t all =
+        wordAt(end) | wordAt(end + size) | wordAt(end + 2 * size) | wordAt(end + 3 * size);
+    if (all & highBits) break;
   }
-  while (end + sizeof words[0] <= bytes.size()) {
-    std::memcpy(words, bytes.data() + end, sizeof words[0]);
-    const std::uint64_t high = words[0] & highBits;
-    if (high && std::endian::native == std::endian::little) {
-      return end + static_cast<std::size_t>(std::countr_zero(high)) / 8;
-    }
-    if (high) break;
-    end += sizeof words[0];
+  for (; end + size <= bytes.size(); end += size) {
+    if (const std::uint64_t high = wordAt(end) & highBits) return end + firstByteOf(high);
   }
-  while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
-  return end;
+  if (bytes.size() < position + size) {
+    while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
+    return end;
+  }
+  // The last word may overlap others, of which all bytes were ASCII.
+  const std::uint64_t high = wordAt(bytes.size() - size) & highBits;
+  return high ? bytes.size() - size + firstByteOf(high) : bytes.size();
 }
 
 bool isAscii(std::string_view bytes) {

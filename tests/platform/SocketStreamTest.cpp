@@ -5,12 +5,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
 #include <filesystem>
 #include <future>
 
 #include "LoopbackServer.h"
 #include "platform/linux/SocketConnector.h"
-#include "support/RunTask.h"
 
 namespace halcyra {
 namespace {
@@ -37,6 +38,14 @@ class SocketStreamTest : public testing::TestWithParam<bool> {
     std::filesystem::remove(file_);
   }
 
+  // To the end of the task only, since a stream that is open keeps its timer.
+  template <class T>
+  T run(Task<T> task) {
+    auto result = boost::asio::co_spawn(context_, std::move(task), boost::asio::use_future);
+    context_.restart();
+    while (result.wait_for(0s) != std::future_status::ready) context_.run_one();
+    return result.get();
+  }
   void serve(LoopbackServer::Serve serve) {
     server_.emplace(std::move(serve), GetParam() ? &certificate_ : nullptr);
   }
@@ -45,10 +54,10 @@ class SocketStreamTest : public testing::TestWithParam<bool> {
   }
   std::unique_ptr<ByteStream> connect(SocketLimits limits = {}) {
     SocketConnector connector(context_.get_executor(), limits);
-    return runTask(context_, connector.connect(endpoint()));
+    return run(connector.connect(endpoint()));
   }
   Received receive(ByteStream& stream, std::span<char> room, ReceiveWait wait = {}) {
-    return runTask(context_, stream.receive(room, std::move(wait)));
+    return run(stream.receive(room, std::move(wait)));
   }
   std::string receiveText(ByteStream& stream, std::size_t size) {
     std::string text(size, '\0');
@@ -62,7 +71,7 @@ class SocketStreamTest : public testing::TestWithParam<bool> {
   }
   std::string failureOf(Task<Received> task) {
     try {
-      runTask(context_, std::move(task));
+      run(std::move(task));
     } catch (const StreamError& error) {
       return error.what();
     }
@@ -98,7 +107,7 @@ TEST_P(SocketStreamTest, WaitsThatEndEarlyLoseNothing) {
 
   go.set_value();
   EXPECT_EQ(receiveText(*stream, 5), "first");
-  runTask(context_, stream->send("DONE"));
+  run(stream->send("DONE"));
   EXPECT_EQ(receiveText(*stream, 4), "DONE");
   EXPECT_TRUE(receive(*stream, room).finished);
 }
@@ -113,7 +122,7 @@ TEST_P(SocketStreamTest, LargeTransfersPassBothWays) {
   });
   const auto stream = connect();
   EXPECT_TRUE(receiveText(*stream, down.size()) == down);
-  runTask(context_, stream->send(up));
+  run(stream->send(up));
   server_.reset();
   EXPECT_TRUE(seen == up);
 }
@@ -136,7 +145,7 @@ TEST_P(SocketStreamTest, CloseEndsAReceiveUnderWay) {
   soon.async_wait([&](auto) { stream->close(); });
   EXPECT_EQ(failureOf(stream->receive(room, {})),
             "The connection to localhost port " + std::to_string(server_->port()) + " is closed.");
-  EXPECT_THROW(runTask(context_, stream->send("x")), StreamError);
+  EXPECT_THROW(run(stream->send("x")), StreamError);
 }
 
 TEST_P(SocketStreamTest, SendingToAPeerThatLeftFailsAndKillsNothing) {
@@ -144,8 +153,7 @@ TEST_P(SocketStreamTest, SendingToAPeerThatLeftFailsAndKillsNothing) {
   serve([](ServerSide&) {});
   const auto stream = connect();
   server_.reset();
-  EXPECT_THROW(for (int i = 0; i < 100; ++i)
-                   runTask(context_, stream->send(std::string(1u << 20, 'x'))),
+  EXPECT_THROW(for (int i = 0; i < 100; ++i) run(stream->send(std::string(1u << 20, 'x'))),
                StreamError);
 }
 
@@ -179,7 +187,7 @@ class Connecting : public SocketStreamTest {
   std::string failure(const Endpoint& to, SocketLimits limits = {}) {
     SocketConnector connector(context_.get_executor(), limits);
     try {
-      runTask(context_, connector.connect(to));
+      run(connector.connect(to));
     } catch (const StreamError& error) {
       return error.what();
     }

@@ -68,7 +68,8 @@ TEST(Text, EachLetterOfTheCommonScriptsIsTakenAsIcuTakesIt) {
     std::string letter;
     appendUtf8(letter, c);
     const std::string text = "I" + letter + letter + "A";
-    ASSERT_EQ(graphemeCount(text), icuBreaks(text).size() - 1) << "U+" << std::hex << std::uint32_t{c};
+    ASSERT_EQ(graphemeCount(text), icuBreaks(text).size() - 1)
+        << "U+" << std::hex << std::uint32_t{c};
     ASSERT_EQ(lowercased(text), utf8(unicode(text).toLower(icu::Locale::getRoot())))
         << "U+" << std::hex << std::uint32_t{c};
   }
@@ -243,6 +244,21 @@ TEST(Scan, FindsAndRewritesInPlace) {
     return Match{begin, begin + 2};
   });
   EXPECT_EQ(text, "xabx");
+}
+
+// Text is taken in blocks, of which the last may overlap the one before it.
+TEST(Text, ALetterIsMetWhereverItStandsInATextOfAnyLength) {
+  for (std::size_t size = 1; size < 80; ++size) {
+    const std::string plain(size, 'k');
+    for (std::size_t at = 0; at < size; ++at) {
+      std::string capital = plain, high = plain;
+      capital[at] = 'K';
+      high[at] = '\xC3';
+      ASSERT_EQ(asciiLowercased(capital), plain);
+      ASSERT_EQ(asciiRunEnd(high, 0), at) << size;
+      ASSERT_EQ(asciiRunEnd(high, at + 1), size) << at;
+    }
+  }
 }
 
 TEST(Text, SmallHelpers) {

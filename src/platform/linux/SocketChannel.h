@@ -41,6 +41,8 @@ class SocketChannel {
   virtual SocketTry read(std::span<char> room) = 0;
   /// May take a part of the bytes.
   virtual SocketTry write(std::string_view bytes) = 0;
+  /// Has the channel received bytes that `read` did not give yet? The socket does not show them.
+  virtual bool holdsBytes() const { return false; }
 };
 
 /// Bytes as they are. The socket must stay open as long as the channel is used.

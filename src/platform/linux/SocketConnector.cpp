@@ -28,6 +28,12 @@ std::string resolverReason(const error_code& error) {
   return error.message();
 }
 
+// Connecting leaves a watch for room to write, and a socket that has room would end each wait for
+// bytes to read a first time for nothing.
+tcp::socket registeredAnew(tcp::socket& connected, tcp protocol) {
+  return {connected.get_executor(), protocol, connected.release()};
+}
+
 void setOption(int socket, int level, int name, int value) {
   ::setsockopt(socket, level, name, &value, sizeof value);
 }
@@ -70,7 +76,7 @@ Task<tcp::socket> SocketConnector::connected(const Endpoint& endpoint, const Add
     const auto now = steady_clock::now();
     tcp::socket socket(io_);
     error = co_await tryAddress(socket, address, now + (deadline - now) / left--);
-    if (!error) co_return socket;
+    if (!error) co_return registeredAnew(socket, address.protocol());
   }
   const bool timeUp = error == asio::error::operation_aborted;
   throw cannotConnect(endpoint,
@@ -82,7 +88,8 @@ Task<error_code> SocketConnector::tryAddress(tcp::socket& socket, tcp::endpoint 
   error_code error;
   socket.open(address.protocol(), error);
   if (error) co_return error;
-  const OperationLimit limit(socket, deadline, {});
+  OperationLimit limit(socket);
+  const OperationLimit::Wait wait(limit, deadline, {});
   co_await socket.async_connect(address, asio::redirect_error(asio::use_awaitable, error));
   co_return error;
 }

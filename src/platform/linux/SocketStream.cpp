@@ -20,8 +20,8 @@ using std::chrono::steady_clock;
 constexpr std::size_t fairShare = 1u << 20;
 
 // A server with a second piece to send may hold it back until the first is acknowledged (RFC 896),
-// which the system else puts off for 40 ms. The option wears off, so each wait sets it. It is a
-// help only: a refusal is no failure.
+// which the system else puts off for 40 ms. The option wears off, so each wait for a further piece
+// sets it. It is a help only: a refusal is no failure.
 void acknowledgeAtOnce(int socket) {
   const int yes = 1;
   ::setsockopt(socket, IPPROTO_TCP, TCP_QUICKACK, &yes, sizeof yes);
@@ -34,7 +34,8 @@ SocketStream::SocketStream(tcp::socket socket, std::unique_ptr<SocketChannel> ch
     : socket_(std::move(socket)),
       channel_(std::move(channel)),
       peer_(std::move(peer)),
-      limits_(limits) {}
+      limits_(limits),
+      limit_(socket_) {}
 
 Task<void> SocketStream::open() {
   const auto deadline = steady_clock::now() + limits_.connect;
@@ -49,10 +50,10 @@ Task<void> SocketStream::open() {
 }
 
 Task<Received> SocketStream::receive(std::span<char> room, ReceiveWait wait) {
-  const auto start = steady_clock::now();
+  const Deadline own = wait.longest ? steady_clock::now() + *wait.longest : Deadline();
   for (;;) {
     requireOpen();
-    const SocketTry attempt = channel_->read(room);
+    const SocketTry attempt = read(room);
     if (attempt.result == SocketTry::Result::finished) co_return Received{0, true};
     if (attempt.result == SocketTry::Result::moved) {
       movedWithoutWait_ += attempt.count;
@@ -60,8 +61,7 @@ Task<Received> SocketStream::receive(std::span<char> room, ReceiveWait wait) {
       co_return Received{attempt.count, false};
     }
     // With TLS a wake-up may bring bytes but no text yet: the silence limit counts anew.
-    const auto deadline =
-        wait.longest ? start + *wait.longest : steady_clock::now() + limits_.silence;
+    const Deadline deadline = wait.longest ? own : steady_clock::now() + limits_.silence;
     if (!co_await ready(attempt.result, deadline, wait.stop)) {
       if (wait.longest || wait.stop.stop_requested()) co_return Received{};
       throw silent("sent nothing for", limits_.silence);
@@ -86,11 +86,20 @@ Task<void> SocketStream::send(std::string bytes) {
       throw silent("took no bytes for", limits_.silence);
     }
   }
+  asked_ = true;
 }
 
 void SocketStream::close() noexcept {
   boost::system::error_code ignored;
   socket_.close(ignored);
+  limit_.rest();
+}
+
+// Just after a question a look for the answer would find nothing, so the wait comes first.
+SocketTry SocketStream::read(std::span<char> room) {
+  if (asked_ && !channel_->holdsBytes()) return {SocketTry::Result::needsReadable};
+  asked_ = false;
+  return channel_->read(room);
 }
 
 // Waits until the socket may move bytes; false when the deadline or a stop came first. Only the
@@ -99,12 +108,14 @@ void SocketStream::close() noexcept {
 Task<bool> SocketStream::ready(SocketTry::Result need, Deadline deadline,
                                const std::stop_token& stop) {
   movedWithoutWait_ = 0;
+  const bool firstPiece = std::exchange(asked_, false);
   if (stop.stop_requested() || steady_clock::now() >= deadline) co_return false;
   const bool reads = need == SocketTry::Result::needsReadable;
-  if (reads) acknowledgeAtOnce(socket_.native_handle());
+  // What was sent last has acknowledged all that came before it.
+  if (reads && !firstPiece) acknowledgeAtOnce(socket_.native_handle());
   const auto direction = reads ? tcp::socket::wait_read : tcp::socket::wait_write;
   boost::system::error_code error;
-  const OperationLimit limit(socket_, deadline, stop);
+  const OperationLimit::Wait limited(limit_, deadline, stop);
   co_await socket_.async_wait(direction, asio::redirect_error(asio::use_awaitable, error));
   requireOpen();
   co_return !error;

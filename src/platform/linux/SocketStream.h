@@ -29,7 +29,8 @@ struct SocketLimits {
 };
 
 /// A connected TCP socket, plain or with TLS. All tasks must be awaited on the socket's executor,
-/// which runs one thing at a time; `close` is called there too.
+/// which runs one thing at a time; `close` is called there too. After its first wait a stream keeps
+/// a timer set until it is closed or goes.
 class SocketStream : public ByteStream {
  public:
   SocketStream(boost::asio::ip::tcp::socket socket, std::unique_ptr<SocketChannel> channel,
@@ -46,6 +47,7 @@ class SocketStream : public ByteStream {
   using Deadline = OperationLimit::Deadline;
 
   Task<bool> ready(SocketTry::Result need, Deadline deadline, const std::stop_token& stop);
+  SocketTry read(std::span<char> room);
   Task<void> letOthersRun();
   void requireOpen() const;
   StreamError silent(const char* what, std::chrono::milliseconds limit) const;
@@ -54,7 +56,9 @@ class SocketStream : public ByteStream {
   std::unique_ptr<SocketChannel> channel_;
   Endpoint peer_;
   SocketLimits limits_;
+  OperationLimit limit_;
   std::size_t movedWithoutWait_ = 0;
+  bool asked_ = false;  // something was sent, and nothing received or waited for since
 };
 
 }  // namespace halcyra

@@ -129,6 +129,10 @@ SocketTry TlsChannel::write(std::string_view bytes) {
   return outcome(result, count);
 }
 
+bool TlsChannel::holdsBytes() const {
+  return SSL_has_pending(session_.get()) == 1;
+}
+
 SocketTry TlsChannel::outcome(int result, std::size_t count) {
   if (result == 1) return {SocketTry::Result::moved, count};
   switch (SSL_get_error(session_.get(), result)) {

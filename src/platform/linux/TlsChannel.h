@@ -38,6 +38,7 @@ class TlsChannel : public SocketChannel {
   SocketTry open() override;
   SocketTry read(std::span<char> room) override;
   SocketTry write(std::string_view bytes) override;
+  bool holdsBytes() const override;
 
   /// What OpenSSL's calls on the socket find and leave.
   struct Wire {
