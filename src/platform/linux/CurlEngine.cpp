@@ -20,7 +20,7 @@ void prepareLibrary() {
 
 }  // namespace
 
-CurlEngine::CurlEngine() {
+CurlEngine::CurlEngine(Now now) : now_(std::move(now)) {
   prepareLibrary();
   tlsSessions_.reset(curl_share_init());
   multi_.reset(curl_multi_init());
@@ -97,7 +97,7 @@ void CurlEngine::finishEnded() {
 
 // libcurl itself only knows a limit for a whole transfer, and one of speed in whole seconds.
 void CurlEngine::endSilent() {
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = now_();
   for (auto at = underWay_.begin(); at != underWay_.end();) {
     if (at->second.transfer->givenUpAt() > now) {
       ++at;
@@ -112,7 +112,7 @@ void CurlEngine::endSilent() {
 int CurlEngine::millisecondsOfPatience() const {
   using std::chrono::milliseconds;
   milliseconds patience(std::numeric_limits<int>::max());
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = now_();
   for (const auto& [handle, job] : underWay_) {
     const auto left = std::chrono::ceil<milliseconds>(job.transfer->givenUpAt() - now);
     patience = std::clamp(left, milliseconds(0), patience);
