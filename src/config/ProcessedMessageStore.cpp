@@ -45,7 +45,7 @@ void ProcessedMessageStore::insert(const std::string& key, PreparedInsert prepar
   const std::scoped_lock hold(queue_);
   add(key);
   trim();
-  isOnDisk_ = prepared.key == key && putInPlace(prepared);
+  isOnDisk_ = prepared.key == key && prepared.insertsBefore == inserts_ && putInPlace(prepared);
   if (!isOnDisk_) save();
   ++inserts_;
 }
@@ -98,7 +98,7 @@ std::string ProcessedMessageStore::listText() const {
 }
 
 bool ProcessedMessageStore::putInPlace(PreparedInsert& prepared) {
-  if (prepared.insertsBefore != inserts_) return false;
+  if (!prepared.file) return false;
   try {
     prepared.file->putInPlace();
     return true;
