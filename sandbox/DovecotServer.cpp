@@ -117,14 +117,12 @@ DovecotServer::DovecotServer(DovecotOptions options) : user_(geteuid()), group_(
     user_ = account->pw_uid;
     group_ = account->pw_gid;
   }
-  port_ = freeLoopbackPort();
-  if (!options.tlsHostName.empty()) {
-    tlsPort_ = freeLoopbackPort();
-    authority_ = makeCertificate(folder_.path(), options.tlsHostName).authority;
-  }
+  const bool encrypts = !options.tlsHostName.empty();
+  if (encrypts) authority_ = makeCertificate(folder_.path(), options.tlsHostName).authority;
   for (const DovecotUser& user : options.users) {
     for (const char* part : {"cur", "new", "tmp"}) fs::create_directories(inbox(user.name) / part);
   }
+  choosePorts(encrypts);
   writeSettings(options);
   giveToServer(folder_.path());
   for (const auto& entry : fs::recursive_directory_iterator(folder_.path())) {
@@ -132,7 +130,27 @@ DovecotServer::DovecotServer(DovecotOptions options) : user_(geteuid()), group_(
   }
   // Other tests read the authority's file as they are.
   if (!authority_.empty()) fs::permissions(authority_, fs::perms(0644));
-  start();
+  startSomewhere(options);
+}
+
+void DovecotServer::choosePorts(bool encrypts) {
+  port_ = freeLoopbackPort();
+  do {
+    tlsPort_ = encrypts ? freeLoopbackPort() : 0;
+  } while (tlsPort_ == port_);
+}
+
+// Another program may take a port that was free before Dovecot comes to it.
+void DovecotServer::startSomewhere(const DovecotOptions& options) {
+  for (int triesLeft = 3;; --triesLeft) {
+    try {
+      return start();
+    } catch (const std::runtime_error&) {
+      if (triesLeft == 0) throw;
+    }
+    choosePorts(tlsPort_ != 0);
+    writeSettings(options);
+  }
 }
 
 DovecotServer::~DovecotServer() {

@@ -67,7 +67,9 @@ class DovecotServer {
   void stop();
 
  private:
+  void choosePorts(bool encrypts);
   void writeSettings(const DovecotOptions& options) const;
+  void startSomewhere(const DovecotOptions& options);
   void start();
   bool answers() const;
   std::filesystem::path inbox(const std::string& user) const;

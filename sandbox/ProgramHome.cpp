@@ -86,7 +86,9 @@ void ProgramHome::useProviders(const ProviderAccess& access) {
   write("HALCYRA_INFO", "Info.json",
         {{"HalcyraGoogleOAuthClientId", access.googleClientId},
          {"HalcyraMicrosoftOAuthClientId", access.microsoftClientId},
-         {"HalcyraSalesforceOAuthClientId", access.salesforceClientId}});
+         {"HalcyraSalesforceOAuthClientId", access.salesforceClientId},
+         {"HalcyraGoogleOAuthClientSecret", access.googleClientSecret},
+         {"HalcyraSalesforceOAuthClientSecret", access.salesforceClientSecret}});
 }
 
 void ProgramHome::addConnection(const std::string& id, const char* kind, const std::string& mailbox,

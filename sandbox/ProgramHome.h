@@ -26,13 +26,15 @@ struct IMAPMailbox {
 /// The services of Google, Microsoft and Salesforce that a home's programs use in place of the real
 /// ones.
 struct ProviderAccess {
-  std::string googleURL;
-  std::string googleClientId;
-  std::string microsoftURL;
-  std::string microsoftClientId;
-  std::string dataverseURL;
-  std::string salesforceURL;
-  std::string salesforceClientId;
+  std::string googleURL = {};
+  std::string googleClientId = {};
+  std::string microsoftURL = {};
+  std::string microsoftClientId = {};
+  std::string dataverseURL = {};
+  std::string salesforceURL = {};
+  std::string salesforceClientId = {};
+  std::string googleClientSecret = {};
+  std::string salesforceClientSecret = {};
 };
 
 /// A home of its own for one halcyra-cli: settings, memory of handled messages and secrets in a

@@ -17,8 +17,11 @@ class ProviderServers {
       : google(googleAccount),
         microsoft(microsoftAccount),
         salesforce(salesforceAccount),
-        access_{"", googleAccount.clientId,    "", microsoftAccount.clientId, "",
-                "", salesforceAccount.clientId} {
+        access_{.googleClientId = googleAccount.clientId,
+                .microsoftClientId = microsoftAccount.clientId,
+                .salesforceClientId = salesforceAccount.clientId,
+                .googleClientSecret = googleAccount.clientSecret,
+                .salesforceClientSecret = salesforceAccount.clientSecret} {
     access_.googleURL = googleServer.baseURL();
     access_.microsoftURL = microsoftServer.baseURL();
     access_.dataverseURL = dataverseServer.baseURL();

@@ -41,11 +41,27 @@ bool ProcessedMessageStore::contains(const std::string& key) const {
   return ids_.contains(key);
 }
 
-void ProcessedMessageStore::insert(const std::string& key) {
+void ProcessedMessageStore::insert(const std::string& key, PreparedInsert prepared) {
   const std::scoped_lock hold(queue_);
   add(key);
   trim();
-  save();
+  isOnDisk_ = prepared.key == key && prepared.insertsBefore == inserts_ && putInPlace(prepared);
+  if (!isOnDisk_) save();
+  ++inserts_;
+}
+
+PreparedInsert ProcessedMessageStore::prepare(const std::string& key) {
+  const std::scoped_lock hold(queue_);
+  if (ids_.contains(key) || ids_.size() >= maxEntries) return {};
+  std::string list = listText();
+  list.pop_back();
+  if (!ids_.empty()) list += ',';
+  list += jsonText(key) + "]";
+  try {
+    return {key, files_.stage(file_, list), inserts_};
+  } catch (const FileError&) {
+    return {};
+  }
 }
 
 bool ProcessedMessageStore::isOnDisk() const {
@@ -71,16 +87,29 @@ void ProcessedMessageStore::trim() {
   std::erase_if(ids_, [&](const auto& entry) { return entry.first < lowest; });
 }
 
-void ProcessedMessageStore::save() {
+std::string ProcessedMessageStore::listText() const {
   std::string list = "[";
   for (const auto& [key, text] : ids_) {
     if (list.size() > 1) list += ',';
     list += text;
   }
   list += ']';
-  isOnDisk_ = false;
+  return list;
+}
+
+bool ProcessedMessageStore::putInPlace(PreparedInsert& prepared) {
+  if (!prepared.file) return false;
   try {
-    files_.writeAtomically(file_, list);
+    prepared.file->putInPlace();
+    return true;
+  } catch (const FileError&) {
+    return false;
+  }
+}
+
+void ProcessedMessageStore::save() {
+  try {
+    files_.writeAtomically(file_, listText());
     isOnDisk_ = true;
   } catch (const FileError&) {
     // The key stays in memory, and the next insert writes everything again.

@@ -6,6 +6,7 @@
 #include "mail/IMAPError.h"
 #include "mail/ParsedMail.h"
 #include "text/Case.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {
@@ -37,16 +38,6 @@ std::string withoutMailText(std::string_view unit) {
   if (!unit.starts_with("* ")) return "(line of " + std::to_string(unit.size()) + " bytes)";
   const std::size_t head = fetchHeadLength(unit);
   return head == 0 ? std::string(unit) : std::string(unit.substr(0, head)) + " (text)";
-}
-
-std::string replacedAll(std::string_view text, std::string_view what, std::string_view with) {
-  std::string result;
-  std::size_t position = 0;
-  for (std::size_t found; (found = text.find(what, position)) != text.npos;) {
-    result.append(text, position, found - position).append(with);
-    position = found + what.size();
-  }
-  return result.append(text, position);
 }
 
 void keepEnd(std::string& text) {
@@ -97,9 +88,7 @@ std::string imapFailureText(std::span<const std::string> units,
     if (!text.empty()) text += '\n';
     text += withoutMailText(unit);
   }
-  for (const std::string& secret : secrets) {
-    if (!secret.empty()) text = replacedAll(text, secret, "***");
-  }
+  text = withoutSecrets(std::move(text), secrets);
   keepEnd(text);
   return text;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +15,16 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// New content of a file that lies beside it, on the disk. Goes away with this object, unless it
+/// was put in place.
+class StagedFile {
+ public:
+  virtual ~StagedFile() = default;
+
+  /// Replaces the file whole. Once only. Throws FileError and leaves the old file in place.
+  virtual void putInPlace() = 0;
+};
+
 /// Whole small files of the user's own.
 class FileStore {
  public:
@@ -25,7 +36,14 @@ class FileStore {
 
   /// Replaces the file whole: a crash leaves the old or the new content, never half of one. The
   /// file is readable by its owner only (0600). Throws FileError and leaves the old file in place.
-  virtual void writeAtomically(const std::filesystem::path& file, std::string_view bytes) = 0;
+  void writeAtomically(const std::filesystem::path& file, std::string_view bytes) {
+    stage(file, bytes)->putInPlace();
+  }
+
+  /// The greater part of writeAtomically in advance: what is left is no more than a rename. The
+  /// result does not outlive the store. Throws FileError.
+  virtual std::unique_ptr<StagedFile> stage(const std::filesystem::path& file,
+                                            std::string_view bytes) = 0;
 
   /// Creates the folder with its parents, for its owner only (0700); takes away what others may do
   /// with one that is there. False when there is none afterwards.

@@ -35,6 +35,7 @@ struct EmailProcessor::Case {
   const std::string shownID;
   std::vector<MailRule> rules;
   TriageDecision decision;
+  PreparedInsert record;
 };
 
 namespace {
@@ -197,6 +198,7 @@ Task<bool> EmailProcessor::forward(Case& c, const MailRule& rule, ForwardNotice 
     co_return co_await finish(c, rule);
   }
   RuleActionContext context{c.incoming, rule, c.secrets};
+  prepareRecord(c);
   Task<bool> forwarding =
       services_.actions.forwardMail(std::move(context), std::move(address), notice);
   const bool sent = co_await std::move(forwarding);
@@ -207,6 +209,7 @@ Task<bool> EmailProcessor::forward(Case& c, const MailRule& rule, ForwardNotice 
 Task<bool> EmailProcessor::runAction(Case& c, const MailRule& rule) {
   RuleActionContext context{c.incoming, rule, c.secrets};
   RuleActions& actions = services_.actions;
+  prepareRecord(c);
   Task<bool> acting = rule.action == MailRuleAction::dynamicsCreateLead
                           ? actions.createDynamicsLead(std::move(context))
                       : rule.action == MailRuleAction::salesforceCreateLead
@@ -233,11 +236,17 @@ Task<bool> EmailProcessor::finish(Case& c, const MailRule& rule) {
   co_return report(c, TriageOutcome::actionDone, true);
 }
 
+// Before what must not happen twice: if the program ends after it and before the record, the next
+// start does it again. So as much as can be is done ahead.
+void EmailProcessor::prepareRecord(Case& c) {
+  c.record = services_.processed.prepare(c.key);
+}
+
 // A message whose record did not reach the disk still counts as handled and is marked: the mark
 // keeps it from being handled again at the next start. Said once each time that the disk begins to
 // fail.
-void EmailProcessor::record(const Case& c) {
-  services_.processed.insert(c.key);
+void EmailProcessor::record(Case& c) {
+  services_.processed.insert(c.key, std::move(c.record));
   const bool isKept = services_.processed.isOnDisk();
   if (!isKept && recordWasKept_) {
     logAbout(

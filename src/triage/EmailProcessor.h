@@ -66,7 +66,8 @@ class EmailProcessor {
   void present(const Case& c, const ClassificationResult& answer, std::optional<MailRule> rule);
   Task<bool> finish(Case& c, const MailRule& rule);
   Task<void> markProcessedAtProvider(Case& c, std::optional<std::string> tag);
-  void record(const Case& c);
+  void prepareRecord(Case& c);
+  void record(Case& c);
   bool report(Case& c, TriageOutcome outcome, bool handled);
   void logAbout(const Case& c, const std::string& text);
 

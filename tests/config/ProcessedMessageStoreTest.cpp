@@ -61,6 +61,38 @@ TEST(ProcessedMessages, AFailedWriteIsMadeGoodByTheNext) {
   EXPECT_TRUE(store.isOnDisk());
 }
 
+TEST(ProcessedMessages, APreparedInsertRecordsNothingUntilItIsDone) {
+  MemoryFiles files;
+  ProcessedMessageStore store(files, "/data");
+  store.prepare("dropped");
+  EXPECT_EQ(files.staged, 0u);
+  for (const char* key : {"a", "b"}) {
+    PreparedInsert prepared = store.prepare(key);
+    EXPECT_FALSE(store.contains(key));
+    EXPECT_EQ(files.staged, 1u);
+    files.isFull = true;  // all that is needed is there
+    store.insert(key, std::move(prepared));
+    EXPECT_TRUE(store.isOnDisk());
+    files.isFull = false;
+  }
+  EXPECT_EQ(storedIn(files), (Keys{"a", "b"}));
+  // One that others overtook, one of another key, one that cannot be put in place.
+  PreparedInsert late = store.prepare("c");
+  store.insert("d", store.prepare("e"));
+  store.insert("c", std::move(late));
+  EXPECT_EQ(storedIn(files), (Keys{"a", "b", "c", "d"}));
+  PreparedInsert stuck = store.prepare("f");
+  files.unwritable = {processedFile};
+  store.insert("f", std::move(stuck));
+  EXPECT_FALSE(store.isOnDisk());
+  EXPECT_EQ(store.prepare("g").file, nullptr);
+  files.unwritable.clear();
+  store.insert("g", store.prepare("g"));
+  EXPECT_EQ(storedIn(files), (Keys{"a", "b", "c", "d", "f", "g"}));
+  EXPECT_EQ(files.written.size(), 5u);
+  EXPECT_EQ(files.staged, 0u);
+}
+
 TEST(ProcessedMessages, TheHighestKeysStay) {
   MemoryFiles files;
   Keys keys;
@@ -69,7 +101,7 @@ TEST(ProcessedMessages, TheHighestKeysStay) {
   ProcessedMessageStore store(files, "/data");
   store.insert(keyOf(5000));
   EXPECT_EQ(storedIn(files).size(), 5000u);
-  store.insert(keyOf(0));  // the lowest of all goes at once
+  store.insert(keyOf(0), store.prepare(keyOf(0)));  // the lowest of all goes at once
   const Keys left = storedIn(files);
   EXPECT_EQ(left.size(), 4500u);
   EXPECT_EQ(*left.begin(), keyOf(501));

@@ -12,7 +12,8 @@ HttpResponse ruleOfSubject(const std::string& mail) {
 
 }  // namespace
 
-ProviderWorld::ProviderWorld() : model(ruleOfSubject) {
+ProviderWorld::ProviderWorld(sandbox::GoogleAccount google, sandbox::SalesforceAccount salesforce)
+    : providers(std::move(google), {}, std::move(salesforce)), model(ruleOfSubject) {
   home.addGmailMailbox("g", gmailAddress);
   home.addGraphMailbox("o", outlookAddress);
   home.addRule("forward", "Forward", "Forwards.", "forwardSilently");

@@ -17,7 +17,8 @@ struct ProviderWorld : World {
   static constexpr const char* outlookAddress = "person@outlook.example";
   static constexpr const char* tag = "Büro \"A\" 📌";
 
-  ProviderWorld();
+  explicit ProviderWorld(sandbox::GoogleAccount google = {},
+                         sandbox::SalesforceAccount salesforce = {});
 
   /// Signs both mailboxes in; the access tokens say that they last so long.
   void signIn(std::chrono::seconds lifetime = sandbox::TokenIssuer::lifetime);

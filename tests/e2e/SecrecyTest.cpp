@@ -5,14 +5,17 @@
 
 #include <atomic>
 #include <filesystem>
-#include <mutex>
+#include <fstream>
 
 #include "ProviderWorld.h"
+#include "RawServer.h"
+#include "SignInPages.h"
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 #include "support/FileContent.h"
 #include "text/Base64.h"
 #include "text/PercentEncoding.h"
+#include "text/WithoutSecrets.h"
 
 namespace halcyra {
 namespace {
@@ -30,15 +33,39 @@ std::string shownBy(const std::string& process) {
   return text;
 }
 
+constexpr const char* googleSecret = "google/Client+7q";
+constexpr const char* salesforceSecret = "sales/Client+4w";
+
+std::vector<std::string> writtenForms(const std::string& secret) {
+  const std::string quoted = json(secret).dump();
+  return {secret, encodeBase64(secret), encodeBase64(std::string("\0kim\0", 5) + secret),
+          percentEncoded(secret), quoted.substr(1, quoted.size() - 2)};
+}
+
+// The words of a server that repeats what it was sent.
+std::string echoOf(const std::string& secret) {
+  std::string text = "Bad:";
+  for (const std::string& form : writtenForms(secret)) text += " " + form;
+  return text;
+}
+
+std::string jsonEchoOf(const std::string& secret) {
+  return json{{"error", {{"message", echoOf(secret)}}}}.dump();
+}
+
 class Secrecy : public testing::Test, protected ProviderWorld {
  protected:
-  Secrecy() {
+  Secrecy()
+      : ProviderWorld({.clientSecret = googleSecret}, {.clientSecret = salesforceSecret}),
+        secrets{password, "damson/4Kp+", "sk-rQ7w\"9", googleSecret, salesforceSecret} {
+    home.environment["PATH"] = home.folder().string();  // has no xdg-open
     home.addMailbox({.id = "m", .label = "kim@x.org", .port = dovecot.port(), .user = "kim"});
     home.settings["mailAccounts"].back()["outgoingSMTP"] = {{"host", "127.0.0.1"},
                                                             {"port", submission.port()},
                                                             {"useStartTLS", false},
                                                             {"username", "kim"}};
     home.settings["llmBaseURL"] = spy.baseURL() + "/v1";
+    home.settings["llmModel"] = "m";
     home.settings["dataverseEnvironmentURL"] = sandbox::DataverseStandIn::environment;
     home.addSalesforceConnection("sf");
     home.addDynamicsConnection("dyn", "o", sandbox::DataverseStandIn::environment);
@@ -51,10 +78,12 @@ class Secrecy : public testing::Test, protected ProviderWorld {
           {{{"id", "1"}, {"kind", "createSalesforceLead"}, {"connectionId", "sf"}},
            {{"id", "2"}, {"kind", "createDynamicsLead"}, {"connectionId", "dyn"}}}}}};
     home.save();
-    secrets = {password, "damson/4Kp+", "sk-rQ7w\"9"};
     home.storeSecret("smtp.password.account.m", secrets[1]);
     home.storeSecret("llm.apiKey", secrets[2]);
-    // Access tokens that are about to expire, so that new ones are fetched; all begin alike.
+  }
+
+  // Access tokens that are about to expire, so that new ones are fetched; all begin alike.
+  void signInEverywhere() {
     home.storeCredential("g", keep(providers.google.signIn()), 1s);
     home.storeCredential("o", keep(providers.microsoft.signIn()), 1s);
     home.storeSalesforceCredential("sf", keep(providers.salesforce.signIn()),
@@ -67,27 +96,43 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   }
 
   HttpResponse answer(const sandbox::ServedRequest& request) {
-    while (running == 0) std::this_thread::yield();
-    shown += shownBy(std::to_string(running));
     const std::string key = request.header("Authorization");
     EXPECT_EQ(key, "Bearer " + secrets[2]);
-    if (modelEchoes) return {500, {}, json{{"error", {{"message", "Bad key " + key}}}}.dump()};
+    if (modelEchoes) return {500, {}, jsonEchoOf(secrets[2])};
     const std::string mail = json::parse(request.body)["messages"][1]["content"];
     const std::size_t at = mail.find("Subject: ") + 9;
-    return completion(choice(mail.substr(at, mail.find('\n', at) - at), 0.9));
+    return completion(choice(mail.substr(at, mail.find('\n', at) - at), 0.9, "Yes."));
   }
 
+  using Meanwhile = std::function<void(sandbox::ChildProcess&)>;
+
   // Gives what this run said.
-  std::string runCaptured(std::vector<std::string> arguments, int status) {
-    running = 0;
-    sandbox::ChildProcess program(home.command(std::move(arguments)));
-    running = program.id();
+  std::string runCaptured(std::vector<std::string> arguments, int status,
+                          const Meanwhile& meanwhile = {}) {
+    const mode_t mask = umask(0);
+    sandbox::ChildProcess program(home.command(arguments));
+    umask(mask);
+    if (meanwhile) meanwhile(program);
     program.finishInput();
-    const auto ending = program.wait(60s);
+    std::optional<sandbox::Ending> ending;
+    const auto deadline = std::chrono::steady_clock::now() + 120s;
+    while (!ending && std::chrono::steady_clock::now() < deadline) {
+      const std::string now = shownBy(std::to_string(program.id()));
+      if (shown.find(now) == std::string::npos) shown += now;
+      ending = program.wait(10ms);
+    }
     const std::string text = program.output() + program.errors();
     said += text;
-    EXPECT_TRUE(ending && ending->status == status) << text;
+    EXPECT_TRUE(ending && ending->status == status) << json(arguments) << text;
     return text;
+  }
+
+  // A run against a server that repeats the secret; what it says to that.
+  void expectMasked(std::vector<std::string> arguments, int status, const std::string& line) {
+    const std::string text = runCaptured(std::move(arguments), status);
+    const std::size_t told = text.find(line);
+    EXPECT_NE(told, text.npos) << line << text;
+    EXPECT_NE(text.substr(told, text.find('\n', told) - told).find("Bad: ***"), text.npos) << text;
   }
 
   void deliverEverywhere(const std::string& number) {
@@ -98,18 +143,30 @@ class Secrecy : public testing::Test, protected ProviderWorld {
 
   void expectNoSecretIn(const std::string& text, const std::string& where) const {
     for (const std::string& secret : secrets) {
-      const std::string quoted = json(secret).dump();
-      for (const std::string& form :
-           {secret, encodeBase64(secret), quoted.substr(1, quoted.size() - 2),
-            percentEncoded(secret)}) {
+      for (const std::string& form : writtenForms(secret)) {
         EXPECT_EQ(text.find(form), std::string::npos) << form << " in " << where;
       }
     }
+    EXPECT_EQ(withoutSecrets(text, secrets), text) << where;
     EXPECT_FALSE(holdsToken(text)) << where;
   }
 
+  void TearDown() override {
+    expectNoSecretIn(said, "what was said");
+    EXPECT_NE(shown.find("monitor"), std::string::npos);
+    expectNoSecretIn(shown, "arguments and environment");
+    EXPECT_EQ(fs::status(home.dataFolder()).permissions(), fs::perms(0700));
+    for (const auto& entry : fs::recursive_directory_iterator(home.folder())) {
+      if (!entry.is_regular_file()) continue;
+      const fs::path& file = entry.path();
+      const bool isOurs = file.parent_path() == home.dataFolder();
+      EXPECT_TRUE(!isOurs || entry.status().permissions() == fs::perms(0600)) << file;
+      const bool mayHold = file.filename() == "secrets.json" || file.filename() == "Info.json";
+      if (!mayHold) expectNoSecretIn(contentOf(file), file);
+    }
+  }
+
   std::vector<std::string> secrets;
-  std::atomic<pid_t> running = 0;
   std::atomic<bool> modelEchoes = false;
   std::string shown;  // by processes
   std::string said;   // on standard output and error
@@ -118,9 +175,10 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   sandbox::LoopbackHttpServer spy{[this](const auto& request) { return answer(request); }};
 };
 
-TEST_F(Secrecy, NoSecretIsToldShownOrLeftLyingAbout) {
-  runCaptured({"config", "set", "llmModel", "m"}, 0);
+TEST_F(Secrecy, WhatWorksTellsNoSecret) {
+  signInEverywhere();
   deliverEverywhere("1");
+  runCaptured({"config", "set", "llmModel", "n"}, 0);
   const std::string good = runCaptured({"monitor", "--once", "--json"}, 0);
   for (const char* id : {"<m1@x>", "<g1@x>", "<o1@x>"}) {
     EXPECT_NE(good.find(id), std::string::npos) << good;
@@ -130,53 +188,96 @@ TEST_F(Secrecy, NoSecretIsToldShownOrLeftLyingAbout) {
   EXPECT_EQ(providers.dataverse.leads().size(), 1u) << good;
   EXPECT_EQ(providers.salesforce.leads().size(), 1u) << good;
 
-  // Each peer repeats what it was sent.
-  deliverEverywhere("2");
+  const std::string mail = (home.folder() / "mail.eml").string();
+  std::ofstream(mail) << sandbox::simpleMessage("<lead@x>", "chain", "How much?");
+  const std::vector<std::string> commands[] = {
+      {"secret", "list"},
+      {"config", "show"},
+      {"config", "check"},
+      {"mailbox", "list"},
+      {"mailbox", "test"},
+      {"connection", "list"},
+      {"agenda", "--mailbox", "g"},
+      {"meeting-context", "--mailbox", "o"},
+      {"classify", mail},
+      {"classify", mail, "--show-prompt"},
+      {"suggest", mail, "--mailbox", "m"},
+      {"lead", mail, "--dry-run"},
+      {"lead", mail, "--connection", "sf"},
+      {"automation", "run", "a", mail, "--mailbox", "o"},
+      {"send-test", "--mailbox", "m", "--to", "a@y.org"},
+      {"send-test", "--mailbox", "g", "--to", "a@y.org"},
+  };
+  for (const auto& command : commands) runCaptured(command, 0);
+}
+
+TEST_F(Secrecy, WhatServersRepeatIsMasked) {
+  signInEverywhere();
+  deliverEverywhere("1");
   modelEchoes = true;
-  runCaptured({"monitor", "--once"}, 0);
+  expectMasked({"monitor", "--once"}, 0, "LLM error: ");
   modelEchoes = false;
-  home.storeSecret("smtp.password.account.m", secrets.emplace_back("wrong-3Jd"));
   for (const bool refreshes : {true, false}) {
-    const auto echo = [&](const sandbox::IssuedTokens& tokens) {
+    const auto echo = [&](const sandbox::IssuedTokens& tokens, const std::string& more) {
       const std::string& sent = refreshes ? *tokens.refreshToken : tokens.accessToken;
-      return HttpResponse{401, {}, json{{"error", {{"message", "Bad: " + sent}}}}.dump()};
+      return HttpResponse{401, {}, jsonEchoOf(sent) + more};
     };
     const auto google = keep(providers.google.signIn());
     const auto microsoft = keep(providers.microsoft.signIn());
     home.storeCredential("g", google, refreshes ? 1s : 1h);
     home.storeCredential("o", microsoft, refreshes ? 1s : 1h);
-    providers.google.answerNext(refreshes ? "token" : "list", echo(google));
-    providers.microsoft.answerNext(refreshes ? "token" : "list", echo(microsoft));
-    const std::string bad = runCaptured({"monitor", "--once"}, 1);
-    EXPECT_NE(bad.find("Forward failed: Expected 235"), std::string::npos) << bad;
-    for (const char* line :
-         {"Gmail sync (", refreshes ? "Graph sync (" : "Graph inbox list failed"}) {
-      const std::size_t told = bad.find(line);
-      EXPECT_NE(bad.substr(told, bad.find('\n', told) - told).find("Bad: ***"), bad.npos) << bad;
-    }
+    const char* kind = refreshes ? "token" : "list";
+    providers.google.answerNext(kind, echo(google, refreshes ? echoOf(googleSecret) : ""));
+    expectMasked({"monitor", "--once", "--mailbox", "g"}, 1, "Gmail sync (");
+    providers.microsoft.answerNext(kind, echo(microsoft, ""));
+    expectMasked({"monitor", "--once", "--mailbox", "o"}, refreshes ? 1 : 0,
+                 refreshes ? "Graph sync (" : "Graph inbox list failed");  // which is tried anew
   }
   toOutlook("<o3@x>", "chain");
   const auto salesforce = keep(providers.salesforce.signIn());
   home.storeSalesforceCredential("sf", salesforce, providers.salesforceServer.baseURL());
-  providers.salesforce.answerNext("token",
-                                  {401, {}, "{\"e\":\"" + *salesforce.refreshToken + "\"}"});
-  const std::string bad = runCaptured({"monitor", "--once"}, 0);
-  EXPECT_NE(bad.find("Salesforce lead failed: "), std::string::npos) << bad;
-  runCaptured({"secret", "list"}, 0);
-  runCaptured({"config", "show"}, 0);
-  runCaptured({"mailbox", "list"}, 0);
-  runCaptured({"mailbox", "test", "m"}, 0);
+  const std::string words = echoOf(*salesforce.refreshToken) + echoOf(salesforceSecret);
+  providers.salesforce.answerNext("token", {401, {}, json{{"error_description", words}}.dump()});
+  expectMasked({"monitor", "--once", "--mailbox", "o"}, 0, "Salesforce lead failed: ");
 
-  expectNoSecretIn(said, "what was said");
-  EXPECT_NE(shown.find("monitor"), std::string::npos);
-  expectNoSecretIn(shown, "arguments and environment");
-  EXPECT_EQ(fs::status(home.dataFolder()).permissions(), fs::perms(0700));
-  for (const auto& entry : fs::recursive_directory_iterator(home.folder())) {
-    if (!entry.is_regular_file()) continue;
-    const fs::path& file = entry.path();
-    const bool isOurs = file.parent_path() == home.dataFolder();
-    EXPECT_TRUE(!isOurs || entry.status().permissions() == fs::perms(0600)) << file;
-    if (file.filename() != "secrets.json") expectNoSecretIn(contentOf(file), file);
+  RawServer imap([&](RawConnection& peer) {
+    peer.send("* OK\r\n");
+    const std::string login = peer.line();
+    peer.send("E1 NO " + echoOf(password) + " in " + login + "\r\n");
+  });
+  RawServer smtp([&](RawConnection& peer) {
+    for (const char* reply : {"220 x\r\n", "250 x\r\n", "334 x\r\n", "334 x\r\n"}) {
+      peer.send(reply);
+      peer.line();
+    }
+    peer.send("535 " + echoOf(secrets[1]) + "\r\n");
+  });
+  home.settings["mailAccounts"].back()["kind"]["imap"]["port"] = imap.port();
+  home.settings["mailAccounts"].back()["outgoingSMTP"]["port"] = smtp.port();
+  home.save();
+  runCaptured({"config", "set", "llmModel", "n"}, 0);  // writes the file anew
+  expectMasked({"monitor", "--once", "--mailbox", "m"}, 1, "IMAP (kim@x.org): ");
+  expectMasked({"mailbox", "test", "m"}, 1, "E1 NO");
+  expectMasked({"send-test", "--mailbox", "m", "--to", "a@y.org"}, 1, "535 ");
+}
+
+TEST_F(Secrecy, SignInsTellNoSecret) {
+  const std::vector<std::string> signIns[] = {{"signin", "google", "--mailbox", "g"},
+                                              {"signin", "microsoft", "--mailbox", "o"},
+                                              {"signin", "salesforce", "--connection", "sf"}};
+  const auto allow = [](sandbox::ChildProcess& program) {
+    opened(printedAddress(program) + "&decision=allow");
+  };
+  providers.google.answerNext("token", {400, {}, jsonEchoOf(googleSecret)});
+  runCaptured(signIns[0], 1, allow);
+  for (const auto& command : signIns) runCaptured(command, 0, allow);
+  toOutlook("<o1@x>", "chain");
+  runCaptured({"monitor", "--once"}, 0);
+  EXPECT_EQ(providers.salesforce.leads().size(), 1u) << said;
+  EXPECT_EQ(providers.dataverse.leads().size(), 1u) << said;
+  for (auto command : signIns) {
+    command[0] = "signout";
+    runCaptured(command, 0);
   }
 }
 

@@ -83,6 +83,24 @@ TEST_F(PosixFilesTest, AFailedWriteLeavesTheOldFileAndNothingElse) {
   EXPECT_FALSE(files_.createFolder("/proc/halcyra"));
 }
 
+TEST_F(PosixFilesTest, AStagedFileIsPutInPlaceOrLeavesNothing) {
+  files_.writeAtomically(file_, "old");
+  files_.stage(file_, "never");
+  EXPECT_EQ(entriesOf(folder_.path()), 1u);
+  const auto staged = files_.stage(file_, "new");
+  EXPECT_EQ(files_.read(file_), "old");
+  files_.writeAtomically(file_, "of another");
+  staged->putInPlace();
+  EXPECT_EQ(files_.read(file_), "new");
+  EXPECT_EQ(entriesOf(folder_.path()), 1u);
+  const auto lost = files_.stage(file_, "newer");
+  for (const auto& entry : fs::directory_iterator(folder_.path())) {
+    if (entry.path() != file_) fs::remove(entry.path());
+  }
+  EXPECT_THROW(lost->putInPlace(), FileError);
+  EXPECT_EQ(files_.read(file_), "new");
+}
+
 TEST_F(PosixFilesTest, LinksAreFollowed) {
   const fs::path link = folder_.path() / "link";
   fs::create_symlink("second", link);

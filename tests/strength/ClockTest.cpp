@@ -28,7 +28,7 @@ TEST(Clocks, AJumpOfADayBackAndForthLosesNothingAndRepeatsNothing) {
     for (const auto jump : {0h, 24h, -48h, 24h, -24h}) {
       world.clock().advance(jump);
       world.deliver();
-      world.pass({});
+      world.pass();
       expectEachHandledOnce(world);
     }
     // In the middle of a pass, before each of its requests in turn.
@@ -38,11 +38,11 @@ TEST(Clocks, AJumpOfADayBackAndForthLosesNothingAndRepeatsNothing) {
       world.http().onRequest = [&] {
         if (requests++ == before) world.clock().advance(before % 2 == 0 ? 24h : -24h);
       };
-      world.pass({});
+      world.pass();
       world.http().onRequest = {};
       // What was listed under one date and asked for under another is met on its day.
       world.clock().advance(requests <= before ? 0h : before % 2 == 0 ? -24h : 24h);
-      world.pass({});
+      world.pass();
       expectEachHandledOnce(world);
     }
   }
@@ -62,7 +62,7 @@ TEST(Clocks, MailOfEachHourAroundADaylightChangeIsHandledOnce) {
       for (int hour = 0; hour < 30 && !HasFailure(); ++hour) {
         SCOPED_TRACE(std::string(mailbox.name) + " " + evening + " + " + std::to_string(hour));
         world.deliver();
-        world.pass({});
+        world.pass();
         expectEachHandledOnce(world);
         world.clock().advance(1h);
       }

@@ -25,6 +25,51 @@ BuildValues buildValues(const sandbox::ProviderAccess& access) {
           {"HalcyraSalesforceOAuthClientId", access.salesforceClientId}};
 }
 
+std::vector<MailRule> rules() {
+  return {{.id = "forward",
+           .displayName = "Forward",
+           .criteriaPrompt = "a",
+           .action = MailRuleAction::forwardSilently,
+           .forwardTo = "boss@y.org",
+           .mailboxTagName = "Sent on"},
+          {.id = "dynamics",
+           .displayName = "Dynamics",
+           .criteriaPrompt = "b",
+           .action = MailRuleAction::dynamicsCreateLead},
+          {.id = "salesforce",
+           .displayName = "Salesforce",
+           .criteriaPrompt = "c",
+           .action = MailRuleAction::salesforceCreateLead},
+          {.id = "chain",
+           .displayName = "Chain",
+           .criteriaPrompt = "d",
+           .action = MailRuleAction::runCustomAutomation,
+           .customAutomationId = "steps"},
+          {.id = "other",
+           .displayName = "Other",
+           .criteriaPrompt = "e",
+           .action = MailRuleAction::doNothing,
+           .isCatchAll = true}};
+}
+
+CustomAutomation chain() {
+  using enum CustomAutomationStepKind;
+  return {"steps",
+          "Steps",
+          {{.id = "1", .kind = createSalesforceLead, .connectionId = "sf"},
+           {.id = "2", .kind = createDynamicsLead, .connectionId = "dyn"},
+           {.id = "3", .kind = forwardSilently, .forwardTo = "boss@y.org"},
+           {.id = "4", .kind = suggestReply}}};
+}
+
+std::vector<CRMConnectionProfile> connections() {
+  return {{.id = "sf", .displayName = "S", .kind = CRMConnectionKind::salesforce},
+          {.id = "dyn",
+           .displayName = "D",
+           .microsoftMailAccountId = "graph",
+           .dataverseEnvironmentURL = sandbox::DataverseStandIn::environment}};
+}
+
 }  // namespace
 
 TimePoint FaultWorld::noon() {
@@ -46,8 +91,15 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
                   .browser = person_,
                   .log = log_,
                   .blocking = context_.get_executor(),
-                  .endpoints = endpoints()}),
+                  .endpoints = endpoints_}),
       state_(services()) {
+  // A length that was struck makes one side wait for more. Where a loaded machine makes a healthy
+  // answer late, there is a second fault, which must be survived as well.
+  if (isFlip(fault.kind)) http_.patience = std::chrono::milliseconds(100);
+  person_.way = [this](std::unique_ptr<ByteStream> redirect) {
+    return exchange_.faulty.contains(Peer::browser) ? overWire(std::move(redirect), wire_)
+                                                    : std::move(redirect);
+  };
   for (const char* key : {secretKey::imapPassword, secretKey::smtpPassword, secretKey::llmAPIKey}) {
     storage_.writeSecret("word", key);
   }
@@ -58,7 +110,8 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
 
 std::string FaultWorld::addressOf(Peer peer, const sandbox::LoopbackHttpServer& server) {
   if (!exchange_.faulty.contains(peer)) return server.baseURL();
-  relays_.push_back(std::make_unique<FaultyRelay>(server.port(), wire_));
+  relays_.push_back(
+      std::make_unique<FaultyRelay>(server.port(), wire_, [this] { http_.fallSilent(); }));
   return relays_.back()->baseURL();
 }
 
@@ -76,6 +129,9 @@ Endpoints FaultWorld::endpoints() {
 
 AppConfig FaultWorld::config() {
   AppConfig config;
+  config.rules = rules();
+  config.customAutomations = {chain()};
+  config.crmConnectionProfiles = connections();
   config.mailAccounts = {
       {.id = "imap",
        .displayLabel = "Kim",
@@ -85,25 +141,6 @@ AppConfig FaultWorld::config() {
   config.smtpHost = "smtp.x";
   config.smtpPort = 25;
   config.smtpUseStartTLS = false;
-  config.rules = {{.id = "forward",
-                   .displayName = "Forward",
-                   .criteriaPrompt = "a",
-                   .action = MailRuleAction::forwardSilently,
-                   .forwardTo = "boss@y.org",
-                   .mailboxTagName = "Sent on"},
-                  {.id = "dynamics",
-                   .displayName = "Dynamics",
-                   .criteriaPrompt = "b",
-                   .action = MailRuleAction::dynamicsCreateLead},
-                  {.id = "salesforce",
-                   .displayName = "Salesforce",
-                   .criteriaPrompt = "c",
-                   .action = MailRuleAction::salesforceCreateLead},
-                  {.id = "other",
-                   .displayName = "Other",
-                   .criteriaPrompt = "d",
-                   .action = MailRuleAction::doNothing,
-                   .isCatchAll = true}};
   config.dataverseEnvironmentURL = sandbox::DataverseStandIn::environment;
   config.llmBaseURL = addressOf(Peer::model, model_) + "/v1";
   return config;
@@ -122,11 +159,9 @@ void FaultWorld::signIn() {
                                            .refreshToken = microsoft.refreshToken,
                                            .expiresAt = soon},
                                           "graph");
-  const std::string instance =
-      relays_.empty() ? servers_.access().salesforceURL : relays_.front()->baseURL();
   providers_.salesforceCredentials().saveSalesforceCredential(
       {salesforce.accessToken, salesforce.refreshToken, soon,
-       std::string(defaultSalesforceLoginHost), instance},
+       std::string(defaultSalesforceLoginHost), endpoints_.salesforceLogin},
       std::nullopt);
 }
 
@@ -168,8 +203,7 @@ AppServices FaultWorld::services() {
           .onlyMailbox = exchange_.mailbox};
 }
 
-void FaultWorld::pass(std::optional<std::chrono::milliseconds> patience) {
-  http_.patience = patience;
+void FaultWorld::pass() {
   runTask(context_, state_.runOnce([](const MailAccount&, PassResult) {}, {}));
 }
 
@@ -187,11 +221,11 @@ std::size_t FaultWorld::seen() const {
 
 void FaultWorld::heal() {
   wire_.heal();
+  http_.patience.reset();
   for (const auto& relay : relays_) relay->dropAll();
 }
 
-std::string FaultWorld::signInByBrowser(std::optional<std::chrono::milliseconds> patience) {
-  http_.patience = patience;
+std::string FaultWorld::signInByBrowser() {
   Task<void> signingIn = signInAtProvider();
   try {
     runTask(context_, std::move(signingIn));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <set>
@@ -23,7 +24,7 @@
 
 namespace halcyra {
 
-enum class Peer { mailServer, model, google, microsoft, dataverse, salesforce };
+enum class Peer { mailServer, model, google, microsoft, dataverse, salesforce, browser };
 
 /// What a pass over a mailbox talks about, and whose connections the fault may strike.
 struct Exchange {
@@ -33,19 +34,40 @@ struct Exchange {
   /// The id of the rule that the model chooses.
   const char* rule;
   std::set<Peer> faulty;
+  /// So many forwards and leads come of a message.
+  std::size_t sendsEach = 1;
 };
 
-/// HTTP through curl whose longest silence can be cut short.
-struct ImpatientHttp : HttpClient {
+/// HTTP through curl, where a silence that the wire causes takes no time.
+class HastyHttp : public HttpClient {
+ public:
+  explicit HastyHttp(Executor executor) : executor_(std::move(executor)) {}
+
   Task<HttpResponse> perform(HttpRequest request) override {
     if (onRequest) onRequest();
+    isSilent_ = false;
     if (patience) request.timeout = *patience;
-    return curl.perform(std::move(request));
+    return curl_.perform(std::move(request));
   }
-  CurlHttpClient curl;
-  std::optional<std::chrono::milliseconds> patience;
+
+  /// The peer of the request that is under way will say nothing any more. Any thread may call.
+  void fallSilent() {
+    isSilent_ = true;
+    // Curl looks at the clock when it has something to do.
+    boost::asio::co_spawn(executor_, curl_.perform({.url = "http://127.0.0.1:1/"}),
+                          [](std::exception_ptr, HttpResponse) {});
+  }
+
   /// Happens before each request.
   std::function<void()> onRequest;
+  /// The longest silence of any other cause.
+  std::optional<std::chrono::milliseconds> patience;
+
+ private:
+  Executor executor_;
+  std::atomic<bool> isSilent_ = false;
+  CurlHttpClient curl_{
+      [this] { return std::chrono::steady_clock::now() + std::chrono::hours(isSilent_ ? 1 : 0); }};
 };
 
 /// The whole application without a face, its files in memory, with peers that are real
@@ -58,8 +80,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
 
   explicit FaultWorld(const Exchange& exchange, Fault fault = {}, TimePoint start = noon());
 
-  /// One pass. A request then waits no longer than `patience`.
-  void pass(std::optional<std::chrono::milliseconds> patience);
+  void pass();
   /// From now on nothing is struck. A connection on which a length was struck may hold an answer
   /// too many, so all begin anew.
   void heal();
@@ -70,7 +91,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   void deliver();
 
   /// The whole sign-in at the exchange's provider. Gives the failure's text, or nothing.
-  std::string signInByBrowser(std::optional<std::chrono::milliseconds> patience);
+  std::string signInByBrowser();
   /// What is stored of that sign-in.
   std::string credential();
 
@@ -82,7 +103,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   std::size_t crossed() const { return wire_.crossed(); }
   std::vector<std::string> log() const { return log_.lines(); }
   ZonedClock& clock() { return clock_; }
-  ImpatientHttp& http() { return http_; }
+  HastyHttp& http() { return http_; }
 
  private:
   /// Both mail servers behind one connector.
@@ -113,6 +134,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   sandbox::ProviderServers servers_;
   sandbox::LoopbackHttpServer model_;
   std::vector<std::unique_ptr<FaultyRelay>> relays_;
+  const Endpoints endpoints_ = endpoints();
   IMAPDouble imap_;
   SubmissionDouble smtp_;
   std::size_t delivered_ = 0;
@@ -129,7 +151,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   ProcessedMessageStore processed_{files_, "/data"};
   ZonedClock clock_;
   RecordingLog log_;
-  ImpatientHttp http_;
+  HastyHttp http_{context_.get_executor()};
   Providers providers_;
   AppState state_;
 };

@@ -5,9 +5,12 @@
 
 namespace halcyra {
 
-class FaultyConnector::Stream : public ByteStream {
+namespace {
+
+class FaultyStream : public ByteStream {
  public:
-  Stream(std::unique_ptr<ByteStream> inner, Wire& wire) : inner_(std::move(inner)), wire_(wire) {}
+  FaultyStream(std::unique_ptr<ByteStream> inner, Wire& wire)
+      : inner_(std::move(inner)), wire_(wire) {}
 
   Task<Received> receive(std::span<char> room, ReceiveWait wait) override {
     if (arrived_.empty() && ending_ == FaultKind::none) {
@@ -51,10 +54,16 @@ class FaultyConnector::Stream : public ByteStream {
   FaultKind ending_ = FaultKind::none;
 };
 
+}  // namespace
+
+std::unique_ptr<ByteStream> overWire(std::unique_ptr<ByteStream> inner, Wire& wire) {
+  return std::make_unique<FaultyStream>(std::move(inner), wire);
+}
+
 Task<std::unique_ptr<ByteStream>> FaultyConnector::connect(Endpoint endpoint) {
   Task<std::unique_ptr<ByteStream>> connecting = inner_.connect(std::move(endpoint));
   std::unique_ptr<ByteStream> inner = co_await std::move(connecting);
-  co_return std::make_unique<Stream>(std::move(inner), wire_);
+  co_return overWire(std::move(inner), wire_);
 }
 
 }  // namespace halcyra

@@ -9,8 +9,11 @@
 
 namespace halcyra {
 
-/// Connections whose bytes cross a wire. A stall takes no time: it is told as the connection's own
-/// limit would be. `inner` and `wire` outlive the connections.
+/// The same stream, except that its bytes cross a wire, which outlives it. What stalls ends at
+/// once, with the failure or the silence that a limit would bring.
+std::unique_ptr<ByteStream> overWire(std::unique_ptr<ByteStream> inner, Wire& wire);
+
+/// Connections whose bytes cross a wire. `inner` and `wire` outlive the connections.
 class FaultyConnector : public StreamConnector {
  public:
   FaultyConnector(StreamConnector& inner, Wire& wire) : inner_(inner), wire_(wire) {}
@@ -18,8 +21,6 @@ class FaultyConnector : public StreamConnector {
   Task<std::unique_ptr<ByteStream>> connect(Endpoint endpoint) override;
 
  private:
-  class Stream;
-
   StreamConnector& inner_;
   Wire& wire_;
 };

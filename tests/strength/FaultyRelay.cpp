@@ -13,8 +13,9 @@ namespace halcyra {
 namespace asio = boost::asio;
 using asio::ip::tcp;
 
-FaultyRelay::FaultyRelay(std::uint16_t target, Wire& wire)
+FaultyRelay::FaultyRelay(std::uint16_t target, Wire& wire, std::function<void()> stalled)
     : wire_(wire),
+      stalled_(std::move(stalled)),
       target_(target),
       acceptor_(context_, tcp::endpoint(asio::ip::address_v4::loopback(), 0)) {
   port_ = acceptor_.local_endpoint().port();
@@ -76,6 +77,7 @@ asio::awaitable<void> FaultyRelay::pump(std::shared_ptr<Connection> connection, 
       open = open && !gone;
     }
     connection->stalled = crossing.ending == FaultKind::stall;
+    if (connection->stalled) stalled_();
     if (connection->stalled) co_return;
     open = open && crossing.ending == FaultKind::none;
   }

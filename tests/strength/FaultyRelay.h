@@ -3,6 +3,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,7 +17,8 @@ namespace halcyra {
 /// connections end with it.
 class FaultyRelay {
  public:
-  FaultyRelay(std::uint16_t target, Wire& wire);
+  /// `stalled` is called on the relay's thread when a connection falls silent.
+  FaultyRelay(std::uint16_t target, Wire& wire, std::function<void()> stalled);
   ~FaultyRelay();
 
   /// Ends the connections that are open.
@@ -37,6 +39,7 @@ class FaultyRelay {
                                     Socket* to);
 
   Wire& wire_;
+  const std::function<void()> stalled_;
   const std::uint16_t target_;
   std::uint16_t port_;
   std::vector<std::shared_ptr<Connection>> connections_;

@@ -16,6 +16,10 @@ inline constexpr FaultKind allFaults[] = {FaultKind::cut, FaultKind::stall, Faul
 
 std::string_view nameOf(FaultKind kind);
 
+inline bool isFlip(FaultKind kind) {
+  return kind == FaultKind::flipLowBit || kind == FaultKind::flipHighBit;
+}
+
 struct Fault {
   FaultKind kind = FaultKind::none;
   /// The byte that it strikes, counted over all that crosses the wire, both ways.

@@ -208,6 +208,7 @@ TEST(EmailProcessor, EveryPathLeavesTheRecordTheMarkAndTheLogThatItShould) {
     EXPECT_EQ(h.recorded(), path.recorded);
     EXPECT_EQ(h.effects, path.effects);
     EXPECT_EQ(h.log.lines(), path.log);
+    EXPECT_EQ(h.files.staged, 0u);
     for (const TriageDecision& decision : h.decisions) {
       EXPECT_EQ(decision.recorded, path.recorded);
     }

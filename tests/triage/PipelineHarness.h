@@ -69,7 +69,7 @@ struct PipelineHarness : SuggestionPresenter, TriageObserver, RuleActions, Provi
   void decided(const TriageDecision& decision) override { decisions.push_back(decision); }
 
   Task<bool> act(std::string word) {
-    effects.push_back(std::move(word));
+    effects.push_back(std::move(word) + (files.staged == 1 ? "" : " WITHOUT A PREPARED RECORD"));
     co_return actionsSucceed;
   }
   Task<bool> forwardMail(RuleActionContext, std::string address, ForwardNotice notice) override {

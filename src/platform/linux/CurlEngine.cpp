@@ -7,6 +7,7 @@
 #include <utility>
 
 namespace halcyra {
+CurlEngine::CurlEngine(Now now) : now_(std::move(now)) {}
 
 CurlEngine::~CurlEngine() {
   if (!thread_.joinable()) return;
@@ -86,7 +87,7 @@ void CurlEngine::finishEnded() {
 
 // libcurl itself only knows a limit for a whole transfer, and one of speed in whole seconds.
 void CurlEngine::endSilent() {
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = now_();
   for (auto at = underWay_.begin(); at != underWay_.end();) {
     if (at->second.transfer->givenUpAt() > now) {
       ++at;
@@ -101,7 +102,7 @@ void CurlEngine::endSilent() {
 int CurlEngine::millisecondsOfPatience() const {
   using std::chrono::milliseconds;
   milliseconds patience(std::numeric_limits<int>::max());
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = now_();
   for (const auto& [handle, job] : underWay_) {
     const auto left = std::chrono::ceil<milliseconds>(job.transfer->givenUpAt() - now);
     patience = std::clamp(left, milliseconds(0), patience);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -17,8 +18,11 @@ class CurlEngine {
  public:
   /// Called once on the engine's thread.
   using Completion = std::function<void(CurlOutcome)>;
+  /// Tells what time it is on the engine's thread.
+  using Now = std::function<std::chrono::steady_clock::time_point()>;
 
-  CurlEngine() = default;
+  /// Silences are measured by `now`.
+  explicit CurlEngine(Now now);
   ~CurlEngine();
   CurlEngine(const CurlEngine&) = delete;
   CurlEngine& operator=(const CurlEngine&) = delete;
@@ -40,6 +44,7 @@ class CurlEngine {
   int millisecondsOfPatience() const;
   void abandonAll();
 
+  const Now now_;
   std::unique_ptr<CURLSH, CurlFree<&CurlLibrary::shareCleanup>> tlsSessions_;
   std::unique_ptr<CURLM, CurlFree<&CurlLibrary::multiCleanup>> multi_;
   std::unordered_map<CURL*, Job> underWay_;  // of the engine's thread

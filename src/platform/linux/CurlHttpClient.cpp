@@ -33,7 +33,7 @@ struct Submit {
 
 }  // namespace
 
-CurlHttpClient::CurlHttpClient() : engine_(std::make_unique<CurlEngine>()) {}
+CurlHttpClient::CurlHttpClient(Now now) : engine_(std::make_unique<CurlEngine>(std::move(now))) {}
 
 CurlHttpClient::~CurlHttpClient() = default;
 

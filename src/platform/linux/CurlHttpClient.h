@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 
 #include "platform/HttpClient.h"
@@ -18,7 +20,11 @@ class CurlEngine;
 /// client. The destructor fails what is under way.
 class CurlHttpClient final : public HttpClient {
  public:
-  CurlHttpClient();
+  using Now = std::function<std::chrono::steady_clock::time_point()>;
+
+  /// `now`, which any thread may call, is the clock by which the other side is found silent; it is
+  /// looked at whenever something happens.
+  explicit CurlHttpClient(Now now = std::chrono::steady_clock::now);
   ~CurlHttpClient() override;
 
   Task<HttpResponse> perform(HttpRequest request) override;

@@ -99,6 +99,45 @@ bool makeFolder(const std::filesystem::path& folder) {
   return ::mkdir(folder.c_str(), 0700) == 0 || std::filesystem::is_directory(folder, error);
 }
 
+class PosixStagedFile : public StagedFile {
+ public:
+  PosixStagedFile(const std::filesystem::path& file, std::string_view bytes)
+      : file_(file),
+        target_(linkTarget(file)),
+        temporary_((folderOf(target_) / temporaryStart(target_).append(uniqueEnd)).string()) {
+    Descriptor descriptor(::mkostemp(temporary_.data(), O_CLOEXEC));  // with mode 0600
+    if (!descriptor.isOpen()) failWithErrno(file_);
+    const bool isWritten =
+        writeAll(descriptor.get(), bytes) && ::fsync(descriptor.get()) == 0 && descriptor.close();
+    if (!isWritten) giveUp();
+  }
+  PosixStagedFile(const PosixStagedFile&) = delete;
+  PosixStagedFile& operator=(const PosixStagedFile&) = delete;
+  ~PosixStagedFile() override {
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+  }
+
+  void putInPlace() override {
+    if (::rename(temporary_.c_str(), target_.c_str()) != 0) giveUp();
+    temporary_.clear();
+    flushFolder(folderOf(target_));
+    removeStale(target_);
+  }
+
+ private:
+  [[noreturn]] void giveUp() {
+    const int reason = errno;
+    ::unlink(temporary_.c_str());
+    temporary_.clear();
+    errno = reason;
+    failWithErrno(file_);
+  }
+
+  const std::filesystem::path file_;
+  const std::filesystem::path target_;
+  std::string temporary_;  // empty once it is gone or in place
+};
+
 }  // namespace
 
 std::optional<std::string> PosixFileStore::read(const std::filesystem::path& file) {
@@ -125,21 +164,9 @@ std::optional<std::string> PosixFileStore::read(const std::filesystem::path& fil
   return bytes;
 }
 
-void PosixFileStore::writeAtomically(const std::filesystem::path& file, std::string_view bytes) {
-  const std::filesystem::path target = linkTarget(file);
-  std::string temporary = (folderOf(target) / temporaryStart(target).append(uniqueEnd)).string();
-  Descriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
-  if (!descriptor.isOpen()) failWithErrno(file);
-  const bool isWritten = writeAll(descriptor.get(), bytes) && ::fsync(descriptor.get()) == 0 &&
-                         descriptor.close() && ::rename(temporary.c_str(), target.c_str()) == 0;
-  if (!isWritten) {
-    const int reason = errno;
-    ::unlink(temporary.c_str());
-    errno = reason;
-    failWithErrno(file);
-  }
-  flushFolder(folderOf(target));
-  removeStale(target);
+std::unique_ptr<StagedFile> PosixFileStore::stage(const std::filesystem::path& file,
+                                                  std::string_view bytes) {
+  return std::make_unique<PosixStagedFile>(file, bytes);
 }
 
 bool PosixFileStore::createFolder(const std::filesystem::path& folder) {

@@ -13,7 +13,8 @@ class PosixFileStore : public FileStore {
   static constexpr std::size_t largestFile = std::size_t{64} << 20;
 
   std::optional<std::string> read(const std::filesystem::path& file) override;
-  void writeAtomically(const std::filesystem::path& file, std::string_view bytes) override;
+  std::unique_ptr<StagedFile> stage(const std::filesystem::path& file,
+                                    std::string_view bytes) override;
   bool createFolder(const std::filesystem::path& folder) override;
 };
 
