@@ -191,6 +191,7 @@ TEST_F(Durability, FilesThatAreEditedDuringARunDoNotDisturbIt) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(config), {}), damage);
 }
 
+// Most of its time is Dovecot's, which goes through its list of the whole folder at each mark.
 TEST_F(Durability, ALargeMailboxIsHandledWholeInOnePass) {
   const int messages = isLongRun() ? 20'000 : 200;
   for (int number = 0; number < messages; ++number) deliver(number);
