@@ -7,6 +7,7 @@
 #include <utility>
 
 namespace halcyra {
+
 CurlEngine::CurlEngine(Now now) : now_(std::move(now)) {}
 
 CurlEngine::~CurlEngine() {
