@@ -2,8 +2,13 @@
 # path resolves only through the floor's own include root, a folder of the build tree that holds one
 # link to the source folder. So an include of a floor that is not among DEPENDS does not compile.
 
+# What stands where a library has no source of its own. Not written again, or each configuring would
+# compile anew what is compiled with it.
+if(NOT EXISTS ${CMAKE_BINARY_DIR}/empty.cpp)
+  file(TOUCH ${CMAKE_BINARY_DIR}/empty.cpp)
+endif()
+
 # Heavy headers that most files need, compiled once.
-file(WRITE ${CMAKE_BINARY_DIR}/empty.cpp "")
 set(halcyra_headers
   <algorithm> <chrono> <functional> <map> <memory> <optional> <span> <string> <string_view>
   <unordered_map> <variant> <vector>

@@ -11,25 +11,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/WriteAll.h"
 
 namespace halcyra {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-
- private:
-  const int number_;
-};
 
 // A message to the journal at `address`, with nothing in it yet.
 msghdr messageTo(sockaddr_un& address) {
@@ -51,8 +37,7 @@ bool sendDatagram(int socket, sockaddr_un address, std::string_view entry) {
 void sendFile(int socket, sockaddr_un address, std::string_view entry) {
   const Descriptor file(memfd_create("journal-entry", MFD_ALLOW_SEALING | MFD_CLOEXEC));
   constexpr int whole = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
-  if (file.number() < 0 || !writeAll(file.number(), entry) ||
-      fcntl(file.number(), F_ADD_SEALS, whole) < 0) {
+  if (!file.isOpen() || !writeAll(file.get(), entry) || fcntl(file.get(), F_ADD_SEALS, whole) < 0) {
     return;
   }
   alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> room{};
@@ -63,7 +48,7 @@ void sendFile(int socket, sockaddr_un address, std::string_view entry) {
   header->cmsg_level = SOL_SOCKET;
   header->cmsg_type = SCM_RIGHTS;
   header->cmsg_len = CMSG_LEN(sizeof(int));
-  const int number = file.number();
+  const int number = file.get();
   std::memcpy(CMSG_DATA(header), &number, sizeof number);
   sendmsg(socket, &message, MSG_NOSIGNAL);
 }

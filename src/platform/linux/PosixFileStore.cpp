@@ -8,6 +8,7 @@
 #include <chrono>
 #include <system_error>
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/WriteAll.h"
 
 namespace halcyra {
@@ -22,27 +23,6 @@ constexpr int mostLinks = 40;  // as many as the kernel follows
 [[noreturn]] void failWithErrno(const std::filesystem::path& file) {
   fail(file, std::generic_category().message(errno));
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { close(); }
-
-  bool isOpen() const { return value_ >= 0; }
-  int get() const { return value_; }
-
-  /// False when the system reports a failed write only now.
-  bool close() {
-    const int value = value_;
-    value_ = -1;
-    return value < 0 || ::close(value) == 0;
-  }
-
- private:
-  int value_;
-};
 
 // The file that a chain of symbolic links ends at, whether it exists or not.
 std::filesystem::path linkTarget(std::filesystem::path file) {
