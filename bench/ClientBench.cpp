@@ -78,6 +78,10 @@ struct Family {
 
 constexpr std::size_t wholeChunks = IMAPReader::largestRoom;
 
+std::string failureText(const std::string& text) {
+  return imapFailureText(imapUnits(text, wholeChunks), {"a secret", "another \\secret"});
+}
+
 std::string literal(std::size_t size) {
   return "* 1 FETCH (BODY[] {" + std::to_string(size) + "}\r\n" + std::string(size, 'm') + ")\r\n";
 }
@@ -114,9 +118,12 @@ std::vector<Family> families() {
        [](std::size_t size) {
          return repeated("* " + std::string(120, '7') + " EXISTS\r\n", size);
        },
-       [](const std::string& text) {
-         return !imapFailureText(imapUnits(text, wholeChunks), {"7\\7", "secret"}).empty();
-       }},
+       [](const std::string& text) { return failureText(text).ends_with(" EXISTS"); }},
+      {"escapes in the answer to a refused command",
+       [](std::size_t size) {
+         return repeated("* " + repeated("%252541&amp;#65;", megabyte / 2) + "\r\n", size);
+       },
+       [](const std::string& text) { return failureText(text).ends_with("#65;"); }},
       {"capabilities of an IMAP server", capabilities,
        [](const std::string& text) { return imapUnits(text, 1).size() >= 4; }},
       {"UIDs of a search",

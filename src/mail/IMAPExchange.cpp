@@ -83,12 +83,16 @@ std::vector<std::uint32_t> imapSearchResult(std::span<const std::string> units) 
 
 std::string imapFailureText(std::span<const std::string> units,
                             const std::vector<std::string>& secrets) {
+  // Whole units, so that no cut leaves half a secret; those before are not even looked at, for a
+  // server may have sent a lot.
   std::string text;
-  for (const std::string& unit : units) {
-    if (!text.empty()) text += '\n';
-    text += withoutMailText(unit);
+  std::size_t shown = units.size();
+  while (shown > 0 && text.size() <= longestFailureText) {
+    const std::string end = text.empty() ? "" : "\n" + text;
+    text = withoutMailText(units[--shown]) + end;
   }
   text = withoutSecrets(std::move(text), secrets);
+  if (shown > 0) text.insert(0, "...\n");
   keepEnd(text);
   return text;
 }

@@ -130,9 +130,11 @@ std::vector<std::string> spellings(std::span<const std::string> secrets) {
       all.push_back(plusAsBlank(core));
       std::replace(core.begin(), core.end(), '+', '-');
       std::replace(core.begin(), core.end(), '/', '_');
-      if (core != all.back()) all.push_back(std::move(core));
+      all.push_back(std::move(core));
     }
   }
+  std::ranges::sort(all);
+  all.erase(std::unique(all.begin(), all.end()), all.end());
   return all;
 }
 

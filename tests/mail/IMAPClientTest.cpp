@@ -224,6 +224,15 @@ TEST(IMAPClient, FailureTextKeepsTheEndOfALongExchange) {
   const std::string text = imapFailureText(units, {});
   EXPECT_LE(text.size(), (16u << 10) + 3);
   EXPECT_TRUE(text.starts_with("...x") && text.ends_with("yé\nE1 NO "));
+
+  // What is masked may leave less than a log has room for; what came before stays out.
+  Units masked{"* left out", "* ", "E1 NO"};
+  std::string shown = "...\n* ";
+  for (int i = 0; i < 5000; ++i) {
+    masked[1] += "pw!x";
+    shown += "***";
+  }
+  EXPECT_EQ(imapFailureText(masked, {"pw!x"}), shown + "\nE1 NO");
 }
 
 TEST(IMAPClient, TagsAreNotMistaken) {
