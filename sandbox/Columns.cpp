@@ -10,7 +10,7 @@ namespace halcyra::sandbox {
 
 namespace {
 
-std::size_t columnsOf(UChar32 character) {
+std::size_t columnsOfCharacter(UChar32 character) {
   const auto kind = u_charType(character);
   if (kind == U_NON_SPACING_MARK || kind == U_ENCLOSING_MARK || kind == U_FORMAT_CHAR) return 0;
   const int width = u_getIntPropertyValue(character, UCHAR_EAST_ASIAN_WIDTH);
@@ -29,7 +29,7 @@ UChar32 nextCharacter(std::string_view text, std::size_t& at) {
 std::string_view startWithin(std::string_view text, std::size_t width) {
   std::size_t end = 0;
   for (std::size_t at = 0, used = 0; at < text.size(); end = at) {
-    used += columnsOf(nextCharacter(text, at));
+    used += columnsOfCharacter(nextCharacter(text, at));
     if (used > width) break;
   }
   return text.substr(0, end);
@@ -39,7 +39,8 @@ std::string_view startWithin(std::string_view text, std::size_t width) {
 
 std::size_t columnsOf(std::string_view text) {
   std::size_t columns = 0;
-  for (std::size_t at = 0; at < text.size();) columns += columnsOf(nextCharacter(text, at));
+  for (std::size_t at = 0; at < text.size();)
+    columns += columnsOfCharacter(nextCharacter(text, at));
   return columns;
 }
 

@@ -22,7 +22,7 @@ HttpResponse invalidArgument(std::string_view message) {
   return googleError(400, "INVALID_ARGUMENT", "invalidArgument", message);
 }
 
-HttpResponse notFound() {
+HttpResponse noSuchGmailMessage() {
   return googleError(404, "NOT_FOUND", "notFound", "Requested entity was not found.");
 }
 
@@ -119,7 +119,7 @@ HttpResponse GoogleStandIn::getMessage(const ServedRequest&, const RequestTarget
   }
   ledger_.count("message." + format);
   const GmailMessage* message = store_.find(target.segments.back());
-  return message == nullptr ? notFound() : jsonAnswer(200, messageJson(*message, format));
+  return message == nullptr ? noSuchGmailMessage() : jsonAnswer(200, messageJson(*message, format));
 }
 
 HttpResponse GoogleStandIn::sendMessage(const ServedRequest& request, const RequestTarget&) {
@@ -145,7 +145,7 @@ HttpResponse GoogleStandIn::modifyMessage(const ServedRequest& request,
   const auto body = jsonBody(request);
   if (!body) return notJson();
   GmailMessage* message = store_.find(target.segments[target.segments.size() - 2]);
-  if (message == nullptr) return notFound();
+  if (message == nullptr) return noSuchGmailMessage();
   const auto added = textsOf(*body, "addLabelIds");
   const auto removed = textsOf(*body, "removeLabelIds");
   if (!added || !removed) return invalidArgument("Invalid value: label ids must be strings.");

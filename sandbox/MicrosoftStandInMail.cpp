@@ -16,7 +16,7 @@ HttpResponse badRequest(std::string_view message) {
   return graphError(400, "BadRequest", message);
 }
 
-HttpResponse notFound() {
+HttpResponse noSuchOutlookItem() {
   return graphError(404, "ErrorItemNotFound",
                     "The specified object was not found in the store., The process failed to get "
                     "the correct properties.");
@@ -91,7 +91,7 @@ HttpResponse MicrosoftStandIn::listed(std::string_view folderId,
 
 HttpResponse MicrosoftStandIn::listFolder(const ServedRequest&, const RequestTarget& target) {
   const auto* folder = OutlookStore::folderOf(target.segments[3]);
-  return folder == nullptr ? notFound() : listed(folder->id, target);
+  return folder == nullptr ? noSuchOutlookItem() : listed(folder->id, target);
 }
 
 HttpResponse MicrosoftStandIn::listAll(const ServedRequest&, const RequestTarget& target) {
@@ -121,7 +121,7 @@ HttpResponse MicrosoftStandIn::listFolders(const ServedRequest&, const RequestTa
 
 HttpResponse MicrosoftStandIn::getFolder(const ServedRequest&, const RequestTarget& target) {
   const auto* folder = OutlookStore::folderOf(target.segments[3]);
-  return folder == nullptr ? notFound() : jsonAnswer(200, folderResource(*folder));
+  return folder == nullptr ? noSuchOutlookItem() : jsonAnswer(200, folderResource(*folder));
 }
 
 HttpResponse MicrosoftStandIn::getMessage(const ServedRequest&, const RequestTarget& target) {
@@ -129,12 +129,13 @@ HttpResponse MicrosoftStandIn::getMessage(const ServedRequest&, const RequestTar
   if (!query) return badRequest("Invalid query option.");
   if (auto refusal = refusedQuery(*query)) return std::move(*refusal);
   const OutlookMessage* message = store_.find(target.segments[3]);
-  return message == nullptr ? notFound() : jsonAnswer(200, messageResource(*message, *query));
+  return message == nullptr ? noSuchOutlookItem()
+                            : jsonAnswer(200, messageResource(*message, *query));
 }
 
 HttpResponse MicrosoftStandIn::getRaw(const ServedRequest&, const RequestTarget& target) {
   const OutlookMessage* message = store_.find(target.segments[3]);
-  if (message == nullptr || refusals_.rawText) return notFound();
+  if (message == nullptr || refusals_.rawText) return noSuchOutlookItem();
   return {200, {{"Content-Type", "text/plain"}}, message->raw};
 }
 
@@ -143,7 +144,7 @@ HttpResponse MicrosoftStandIn::patchMessage(const ServedRequest& request,
   const auto body = jsonBody(request);
   if (!body) return unreadableBody();
   OutlookMessage* message = store_.find(target.segments[3]);
-  if (message == nullptr) return notFound();
+  if (message == nullptr) return noSuchOutlookItem();
   const json isRead = body->value("isRead", json(message->isRead));
   const json categories = body->value("categories", json(message->categories));
   if (!isRead.is_boolean() || !isTexts(categories)) return unreadableBody();
@@ -156,7 +157,7 @@ HttpResponse MicrosoftStandIn::replyTo(const ServedRequest& request, const Reque
   const auto body = jsonBody(request);
   if (!body || !body->value("comment", json()).is_string()) return unreadableBody();
   const OutlookMessage* message = store_.find(target.segments[3]);
-  if (message == nullptr) return notFound();
+  if (message == nullptr) return noSuchOutlookItem();
   const std::string comment = (*body)["comment"].get<std::string>();
   sent_.push_back({{"comment", comment}, {"inReplyTo", message->id}});
   store_.add({"", OutlookStore::folderOf("sentitems")->id,

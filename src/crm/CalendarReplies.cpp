@@ -11,7 +11,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t longestTitle = 2000;  // bytes, as the others
+constexpr std::size_t longestEventTitle = 2000;  // bytes, as the others
 constexpr std::size_t longestTime = 200;
 constexpr std::size_t longestId = 2000;
 
@@ -23,7 +23,7 @@ std::string kept(std::string text, std::size_t most) {
 std::string titleOf(const json& item, std::string_view key) {
   const std::string text = textField(item, key).value_or("");
   const std::string_view title = trimmed(text);
-  return title.empty() ? "(untitled)" : kept(std::string(title), longestTitle);
+  return title.empty() ? "(untitled)" : kept(std::string(title), longestEventTitle);
 }
 
 std::string keptTime(const std::string& text) {

@@ -10,8 +10,8 @@
 namespace halcyra {
 namespace {
 
-constexpr std::size_t longestTitle = 300;
-constexpr std::size_t longestTitleOfMail = 200;
+constexpr std::size_t longestLeadTitle = 300;
+constexpr std::size_t longestTitleFromMail = 200;
 constexpr std::size_t longestField = 4000;
 constexpr std::size_t longestCompany = 255;
 constexpr std::size_t longestQuotedBody = 12000;
@@ -89,10 +89,10 @@ std::string description(const DynamicsLeadFields& fields, const ParsedMail& mail
 
 std::string leadTitle(const DynamicsLeadFields& fields, const ParsedMail& mail) {
   if (const std::string_view subject = trimmedOrEmpty(fields.subject); !subject.empty()) {
-    return cut(subject, longestTitle);
+    return cut(subject, longestLeadTitle);
   }
   const std::string_view subject = trimmed(mail.subject);
-  return subject.empty() ? "Lead from email" : "Email: " + cut(subject, longestTitleOfMail);
+  return subject.empty() ? "Lead from email" : "Email: " + cut(subject, longestTitleFromMail);
 }
 
 LeadPayload dynamicsLeadPayload(const DynamicsLeadFields& fields, const ParsedMail& mail) {

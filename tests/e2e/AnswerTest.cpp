@@ -76,15 +76,6 @@ class Answers : public testing::Test {
   World world;
 };
 
-// The next event of this kind; null when the program says no such thing.
-json nextEvent(ChildProcess& program, const std::string& kind) {
-  while (const auto line = program.readLine(20s)) {
-    json event = json::parse(*line);
-    if (event.at("event") == kind) return event;
-  }
-  return nullptr;
-}
-
 TEST_F(Answers, ForwardsArriveAsBuiltOnce) {
   deliver("<a@x>", "forward");
   deliver("<b@x>", "chain");

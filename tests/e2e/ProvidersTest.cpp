@@ -108,14 +108,6 @@ TEST_F(Providers, APassActsMarksAndForgetsNothing) {
   EXPECT_EQ(difference(microsoftBefore, microsoft.requestCounts()), looks);
 }
 
-json nextEvent(ChildProcess& program, const std::string& kind) {
-  while (const auto line = program.readLine(20s)) {
-    json event = json::parse(*line);
-    if (event.at("event") == kind) return event;
-  }
-  return nullptr;
-}
-
 // Graph refuses the headers that tie a reply to its thread, unless the tenant takes them; without
 // another way out the answer is kept for another try.
 TEST_F(Providers, AnswersGoOutThroughTheProvider) {

@@ -18,6 +18,14 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
   return true;
 }
 
+json nextEvent(sandbox::ChildProcess& program, const std::string& kind) {
+  while (const auto line = program.readLine(std::chrono::seconds(20))) {
+    json event = json::parse(*line);
+    if (event.at("event") == kind) return event;
+  }
+  return nullptr;
+}
+
 HttpResponse completion(const std::string& content) {
   const json body = {{"choices", {{{"message", {{"role", "assistant"}, {"content", content}}}}}}};
   return {200, {{"Content-Type", "application/json"}}, body.dump()};

@@ -22,6 +22,9 @@ inline constexpr const char* password = "pass \"word\" \\ one";
 /// Waits until the condition holds; false when it does not within the time.
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds longest);
 
+/// The next event of this kind that the program tells; null when it tells none for 20 seconds.
+nlohmann::json nextEvent(sandbox::ChildProcess& program, const std::string& kind);
+
 /// A chat-completions answer that carries this text.
 HttpResponse completion(const std::string& content);
 

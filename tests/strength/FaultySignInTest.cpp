@@ -12,7 +12,7 @@ const Exchange signIns[] = {{"Google", "gmail", "forward", {Peer::browser, Peer:
                             {"Microsoft", "graph", "forward", {Peer::browser, Peer::microsoft}},
                             {"Salesforce", "imap", "forward", {Peer::browser, Peer::salesforce}}};
 
-std::size_t sizeOf(const Exchange& exchange) {
+std::size_t sizeOfSignIn(const Exchange& exchange) {
   FaultWorld world(exchange);
   const std::string before = world.credential();
   EXPECT_EQ(world.signInByBrowser(), "");
@@ -22,7 +22,7 @@ std::size_t sizeOf(const Exchange& exchange) {
 
 TEST(FaultySignIn, WhatIsStoredIsTheOldOrTheNewAndTheNextSignInWorks) {
   for (const Exchange& exchange : signIns) {
-    const std::size_t size = sizeOf(exchange);
+    const std::size_t size = sizeOfSignIn(exchange);
     EXPECT_GT(size, 500u);
     for (const FaultKind kind : allFaults) {
       for (std::size_t at = 0; at < size && !HasFailure(); at += walkingStep(103)) {
