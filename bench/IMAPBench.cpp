@@ -29,8 +29,7 @@ struct Mailbox {
   std::size_t largest = 0;
 };
 
-void fill(sandbox::DovecotServer& server, Mailbox& mailbox) {
-  const Corpus corpus = smallMail();
+void fill(sandbox::DovecotServer& server, Mailbox& mailbox, const Corpus& corpus) {
   for (std::size_t i = 0; i < mailbox.messages; ++i) {
     const std::string& message = corpus.messages[i % corpus.messages.size()];
     server.deliver(mailbox.user, message);
@@ -69,6 +68,10 @@ class Comparison {
     printRatio(name + ": CPU", "ms", dropping_.cpu, bare_.cpu, 1.5);
     printRatio(name + ": wall with parsing", "ms", parsing_.wall, bare_.wall, 1.8);
     printRatio(name + ": CPU with parsing", "ms", parsing_.cpu, bare_.cpu, 1.8);
+    printPeak(name);
+  }
+
+  void printPeak(const std::string& name) const {
     printValue(name + ": peak memory with parsing", "MB", median(parsing_.peak),
                12 + 4 * static_cast<double>(mailbox_.largest) / 1e6);
   }
@@ -101,9 +104,12 @@ class Comparison {
 
 void run() {
   Mailbox few{.user = "few", .messages = 1'000}, many{.user = "many", .messages = 10'000};
-  sandbox::DovecotServer server({{{few.user, password}, {many.user, password}}, "localhost"});
+  Mailbox heavy{.user = "heavy", .messages = 8};
+  sandbox::DovecotServer server(
+      {{{few.user, password}, {many.user, password}, {heavy.user, password}}, "localhost"});
   setenv("SSL_CERT_FILE", server.authorityFile().c_str(), 1);
-  for (Mailbox* mailbox : {&few, &many}) fill(server, *mailbox);
+  for (Mailbox* mailbox : {&few, &many}) fill(server, *mailbox, smallMail());
+  fill(server, heavy, attachmentMail());
   // The server writes its indexes when it meets the messages first.
   for (const Mailbox& mailbox : {few, many}) Comparison(server, mailbox, "plain").run(1);
   for (const char* wire : {"plain", "tls"}) {
@@ -117,6 +123,9 @@ void run() {
     large.print();
     printRatio(std::string("one of 10000 against one of 1000, ") + wire, "us",
                large.wallPerMessage(), small.wallPerMessage(), 1.0);
+    Comparison attachments(server, heavy, wire);
+    attachments.run(1);
+    attachments.printPeak(std::string("8 attachments of 1 to 20 MB, ") + wire);
   }
 }
 

@@ -17,6 +17,6 @@ message = open(file, "rb").read()
 for _ in sys.stdin:
     started = time.perf_counter()
     with smtplib.SMTP_SSL("localhost", int(port), "localhost", context=context) as server:
-        server.login(user, password, initial_response_ok=False)
+        server.login(user, password)
         server.sendmail(sender, [recipient], message)
     print((time.perf_counter() - started) * 1e3, flush=True)
