@@ -8,6 +8,7 @@
 #include "cli/ProviderTest.h"
 #include "cli/Table.h"
 #include "platform/linux/JournalLog.h"
+#include "platform/linux/SocketConnector.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
 
@@ -58,7 +59,9 @@ Task<std::string> testOne(Session& session, Providers& providers, MailAccount ac
         testProviderMailbox(providers, session.app.configStore().config(), std::move(account));
     co_return co_await std::move(asking);
   }
-  Task<std::string> connecting = testMailbox(session.app.connector(), *imap, std::move(password));
+  // Whoever asks sits and waits, and a server of another kind may say nothing at all.
+  SocketConnector connector(session.app.ioExecutor(), {.silence = std::chrono::seconds(20)});
+  Task<std::string> connecting = testMailbox(connector, *imap, std::move(password));
   Task<std::string> onIo = runOn(session.app.ioExecutor(), std::move(connecting));
   co_return co_await std::move(onIo);
 }

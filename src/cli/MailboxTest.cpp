@@ -58,7 +58,8 @@ Task<std::string> testMailbox(StreamConnector& connector, IMAPConnection connect
   } catch (const IMAPError& error) {
     throw MailboxTestError(howFar(error, login));
   } catch (const StreamError& error) {
-    throw MailboxTestError(std::string("no connection: ") + error.what());
+    throw MailboxTestError(std::string("no connection: ") + error.what() +
+                           " Check the mailbox's host, port and TLS.");
   }
   client.disconnect();
   co_return "Mailbox OK — connected, signed in, and opened “" + login.mailbox + "”.";

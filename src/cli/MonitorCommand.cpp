@@ -73,11 +73,11 @@ class Answers {
   TaskGroup tasks_;
 };
 
-void tellUncertainSend(MonitorFace& face) {
+void tellUncertainSend(const AppState& state, MonitorFace& face) {
+  if (!state.isSending()) return;
   face.status(
       "A message or a lead is still being sent; a second signal ends without waiting, and it may "
-      "go out "
-      "twice.");
+      "go out twice.");
 }
 
 Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
@@ -87,9 +87,8 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   co_await signals.first();
   state.stopMonitoring();
   face.status(state.statusMessage());
-  // First, since a call that does not end in time ends the program.
   answers.stop();
-  signals.endAtOnceOnSecond([&face] { tellUncertainSend(face); });
+  tellUncertainSend(state, face);
   co_await state.monitoringEnded();
   co_await answers.ended();
   co_await state.noticesPosted();
@@ -97,17 +96,18 @@ Task<int> watch(AppState& state, MonitorFace& face, StopSignals& signals) {
   co_return face.lostOutput() ? 1 : 0;
 }
 
-Task<void> stopOnSignal(StopSignals& signals, MonitorFace& face, std::stop_source stop) {
+Task<void> stopOnSignal(StopSignals& signals, const AppState& state, MonitorFace& face,
+                        std::stop_source stop) {
   const bool signalled = co_await signals.first();
   if (!signalled) co_return;
   stop.request_stop();
-  signals.endAtOnceOnSecond([&face] { tellUncertainSend(face); });
+  tellUncertainSend(state, face);
 }
 
 Task<int> passOnce(AppState& state, MonitorFace& face, StopSignals& signals) {
   std::stop_source stop;
   const Executor executor = co_await boost::asio::this_coro::executor;
-  Task<void> stopping = stopOnSignal(signals, face, stop);
+  Task<void> stopping = stopOnSignal(signals, state, face, stop);
   boost::asio::co_spawn(executor, std::move(stopping), boost::asio::detached);
   Answers answers(executor, face);
   PassObserver passEnded = [&face](const MailAccount& account, PassResult result) {

@@ -51,12 +51,13 @@ void requireUsableValue(const std::string& key, const std::string& value) {
 
 int set(Session& session, const std::string& key) {
   requireKnownKey(key);
-  const auto turn = secretsTurn(session);
+  secretsTurn(session);  // a refusal comes before the question, and nobody waits for the answer
   std::string value = session.interactive
                           ? readHiddenLine("Value of " + key + " (not shown): ")
                           : readSource(standardInput, session.in, longestSecretBytes);
   if (!session.interactive) removeNewlineAtEnd(value);
   requireUsableValue(key, value);
+  const auto turn = secretsTurn(session);
   openSecrets(session).storage().writeSecret(value, key);
   return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/LoopbackURL.h"
 #include "text/Trim.h"
 #include "triage/ResolvedSMTP.h"
 
@@ -61,6 +62,19 @@ void warnOfServers(const AppConfig& config, Warnings& warnings) {
   }
 }
 
+// What stays on this machine may go as it is.
+void warnOfOpenPasswords(const AppConfig& config, Warnings& warnings) {
+  for (const MailAccount& account : config.monitoredMailAccounts()) {
+    const auto server = resolveSMTP(config, account, "");
+    if (!server || isLoopbackURL("http://" + server->host)) continue;
+    const SMTPOrder order = smtpOrder(*server, "", "");
+    if (order.implicitTLS || order.useStartTLS) continue;
+    warnings.push_back("mailbox " + account.id + " sends its SMTP password unencrypted to " +
+                       order.host + ":" + std::to_string(server->port) +
+                       "; use port 465, which has TLS");
+  }
+}
+
 }  // namespace
 
 bool isPlainAddress(std::string_view text) {
@@ -74,6 +88,7 @@ std::vector<std::string> sendingWarnings(const AppConfig& config) {
   Warnings warnings;
   warnOfForwards(config, warnings);
   warnOfServers(config, warnings);
+  warnOfOpenPasswords(config, warnings);
   return warnings;
 }
 

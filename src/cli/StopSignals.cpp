@@ -1,5 +1,6 @@
 #include "cli/StopSignals.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <chrono>
 #include <csignal>
@@ -9,30 +10,48 @@
 namespace halcyra {
 
 StopSignals::StopSignals(Executor main, std::function<bool()> isSending)
-    : isSending_(std::move(isSending)), signals_(main, SIGINT, SIGTERM), grace_(main) {
+    : isSending_(std::move(isSending)),
+      told_(std::make_shared<boost::asio::steady_timer>(
+          std::move(main), std::chrono::steady_clock::time_point::max())),
+      signals_(watching_, SIGINT, SIGTERM),
+      grace_(watching_) {
   // Whoever started the program to outlive its terminal has this one ignored.
   struct sigaction hangUp {};
   sigaction(SIGHUP, nullptr, &hangUp);
   if (hangUp.sa_handler != SIG_IGN) signals_.add(SIGHUP);
+  await();
+  watcher_ = std::thread([this] { watching_.run(); });
+}
+
+StopSignals::~StopSignals() {
+  cancel();
+  watcher_.join();
 }
 
 Task<bool> StopSignals::first() {
   boost::system::error_code cancelled;
-  co_await signals_.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
-  co_return !cancelled;
-}
-
-void StopSignals::endAtOnceOnSecond(const std::function<void()>& uncertain) {
-  if (isSending_()) uncertain();
-  signals_.async_wait([this](boost::system::error_code cancelled, int) {
-    if (!cancelled) std::_Exit(isSending_() ? 1 : 0);
-  });
-  endAfterGrace();
+  if (!stopping_) {
+    co_await told_->async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
+  }
+  co_return stopping_;
 }
 
 void StopSignals::cancel() {
-  signals_.cancel();
-  grace_.cancel();
+  watching_.stop();
+  told_->cancel();
+}
+
+void StopSignals::await() {
+  signals_.async_wait([this](boost::system::error_code cancelled, int) {
+    if (!cancelled) received();
+  });
+}
+
+void StopSignals::received() {
+  if (stopping_.exchange(true)) std::_Exit(isSending_() ? 1 : 0);
+  boost::asio::post(told_->get_executor(), [told = told_] { told->cancel(); });
+  endAfterGrace();
+  await();
 }
 
 // A message on its way out is waited for: nobody would know whether it arrived, and a forward would

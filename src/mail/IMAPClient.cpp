@@ -15,6 +15,9 @@ using Units = std::vector<std::string>;
 // Small, since an idle mailbox holds it for minutes.
 constexpr std::size_t idleRoom = 4u << 10;
 
+// From DONE to the answer. A server that words it in a way of its own costs the connection then.
+constexpr std::chrono::seconds longestEndOfIdle(30);
+
 // Of a FETCH: the message, the closing parenthesis, the answer, and something unasked.
 constexpr std::size_t usualUnits = 4;
 
@@ -22,6 +25,10 @@ std::string asciiUppercased(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
   return text;
+}
+
+std::chrono::milliseconds timeUntil(std::chrono::steady_clock::time_point deadline) {
+  return std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
 }
 
 bool isGreeting(const std::string& unit) {
@@ -93,8 +100,9 @@ Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token s
   reader_.startExchange();
   Task<void> ending = connection().send("DONE\r\n");
   co_await std::move(ending);
+  const auto deadline = std::chrono::steady_clock::now() + longestEndOfIdle;
   bool ended = false;
-  while (!ended) ended = endsIdle(co_await readUnit());
+  while (!ended) ended = endsIdle(co_await readUnit(deadline));
   inStep_ = true;
 }
 
@@ -102,14 +110,13 @@ Task<void> IMAPClient::idle(std::chrono::milliseconds longest, std::stop_token s
 // along with the server's go-ahead.
 Task<void> IMAPClient::waitForAnnouncement(std::chrono::milliseconds longest,
                                            std::stop_token stop) {
-  using std::chrono::steady_clock;
-  const auto deadline = steady_clock::now() + longest;
+  const Deadline deadline = std::chrono::steady_clock::now() + longest;
   IMAPIdleWatch watch;
   bool over = watch.announcedIn(reader_.unread());
   reader_.clear();
   std::string room(idleRoom, '\0');
   while (!over && !stop.stop_requested()) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+    const std::chrono::milliseconds left = timeUntil(deadline);
     if (left.count() <= 0) break;
     Task<Received> receiving = connection().receive(room, ReceiveWait{left, stop});
     const Received received = co_await std::move(receiving);
@@ -155,11 +162,16 @@ void IMAPClient::failIfRefused(const std::vector<std::string>& units, std::strin
   throw IMAPError::taggedFailure(imapFailureText(units, secrets_));
 }
 
-Task<std::string> IMAPClient::readUnit() {
+Task<std::string> IMAPClient::readUnit(std::optional<Deadline> deadline) {
   for (;;) {
     std::optional<std::string> unit = reader_.nextUnit();
     if (unit) co_return std::move(*unit);
-    Task<Received> receiving = connection().receive(reader_.room(), {});
+    ReceiveWait wait;
+    if (deadline) {
+      wait.longest = timeUntil(*deadline);
+      if (wait.longest->count() <= 0) take({});
+    }
+    Task<Received> receiving = connection().receive(reader_.room(), std::move(wait));
     take(co_await std::move(receiving));
   }
 }

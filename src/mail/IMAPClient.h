@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -58,7 +59,9 @@ class IMAPClient {
  private:
   Task<std::vector<std::string>> runCommand(std::string text);
   void failIfRefused(const std::vector<std::string>& units, std::string_view tag);
-  Task<std::string> readUnit();
+  using Deadline = std::chrono::steady_clock::time_point;
+
+  Task<std::string> readUnit(std::optional<Deadline> deadline = std::nullopt);
   void take(Received received);
   Task<void> waitForAnnouncement(std::chrono::milliseconds longest, std::stop_token stop);
   ByteStream& connection();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -66,7 +67,7 @@ class LeadActions {
   CRMClients crm_;
   HttpClient& http_;
   Log& log_;
-  std::size_t underWay_ = 0;
+  std::atomic<std::size_t> underWay_ = 0;
 };
 
 }  // namespace halcyra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -65,7 +66,7 @@ class MailRuleActions : public RuleActions {
 
   RuleActionServices services_;
   TaskGroup notices_;
-  std::size_t chainsUnderWay_ = 0;
+  std::atomic<std::size_t> chainsUnderWay_ = 0;
 };
 
 }  // namespace halcyra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -55,7 +56,7 @@ class MailSender {
   bool usesProvider(const IncomingMail& incoming) const;
 
   MailSenderServices services_;
-  std::size_t underWay_ = 0;
+  std::atomic<std::size_t> underWay_ = 0;
 };
 
 }  // namespace halcyra

@@ -41,6 +41,14 @@ struct MailSyncWorker::Loop {
   std::atomic<bool> ended = false;
 };
 
+/// One pass over each mailbox, and what came of them.
+struct MailSyncWorker::SinglePasses {
+  std::shared_ptr<Run> run;
+  PassObserver passEnded;
+  bool allListed = true;
+  std::exception_ptr failure = nullptr;
+};
+
 namespace {
 
 constexpr std::chrono::seconds reconciliationPause(5);
@@ -163,18 +171,31 @@ Task<bool> MailSyncWorker::runOnce(ConfigProvider config, SecretsProvider secret
                                    MailboxStatusSink microsoftSyncStatusSink,
                                    PassObserver passEnded, std::stop_token stop) {
   microsoftSyncStatusSink_ = std::move(microsoftSyncStatusSink);
-  const std::shared_ptr<Run> run = makeRun(std::move(config), std::move(secrets), std::move(stop));
-  const AppConfig live = run->config();
-  bool allListed = true;
+  const auto once = std::make_shared<SinglePasses>(SinglePasses{
+      makeRun(std::move(config), std::move(secrets), std::move(stop)), std::move(passEnded)});
+  const AppConfig live = once->run->config();
+  // Side by side, since one server that does not answer must not keep the others waiting.
+  TaskGroup passes(services_.main);
   for (const MailAccount& account : live.monitoredMailAccounts()) {
-    if (run->stop.stop_requested()) break;
-    Task<PassResult> pass =
-        runOn(services_.io, runPass(run->order(live, account, IdleUse::never, run->stop)));
-    const PassResult result = co_await std::move(pass);
-    passEnded(account, result);
-    allListed = allListed && result == PassResult::done;
+    passes.spawn(services_.main, singlePass(once, live, account));
   }
-  co_return allListed;
+  co_await passes.drained();
+  if (once->failure) std::rethrow_exception(once->failure);
+  co_return once->allListed;
+}
+
+Task<void> MailSyncWorker::singlePass(std::shared_ptr<SinglePasses> once, AppConfig live,
+                                      MailAccount account) {
+  const std::shared_ptr<Run>& run = once->run;
+  try {
+    PassOrder order = run->order(std::move(live), account, IdleUse::never, run->stop);
+    Task<PassResult> pass = runOn(run->services.io, runPass(std::move(order)));
+    const PassResult result = co_await std::move(pass);
+    once->passEnded(account, result);
+    once->allListed = once->allListed && result == PassResult::done;
+  } catch (...) {
+    once->failure = std::current_exception();
+  }
 }
 
 }  // namespace halcyra

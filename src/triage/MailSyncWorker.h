@@ -47,8 +47,8 @@ class MailSyncWorker : public std::enable_shared_from_this<MailSyncWorker> {
   /// Ends when no task of the worker is running.
   Task<void> finished() { return tasks_.drained(); }
 
-  /// One pass over each monitored mailbox, without IDLE and without a pause. False when a mailbox
-  /// could not be listed.
+  /// One pass over each monitored mailbox, all at once, without IDLE and without a pause. False
+  /// when a mailbox could not be listed.
   Task<bool> runOnce(ConfigProvider config, SecretsProvider secrets,
                      MailboxStatusSink microsoftSyncStatusSink, PassObserver passEnded,
                      std::stop_token stop);
@@ -56,7 +56,10 @@ class MailSyncWorker : public std::enable_shared_from_this<MailSyncWorker> {
  private:
   struct Run;
   struct Loop;
+  struct SinglePasses;
 
+  static Task<void> singlePass(std::shared_ptr<SinglePasses> once, AppConfig live,
+                               MailAccount account);
   static Task<void> coordinate(std::weak_ptr<MailSyncWorker> weak, std::shared_ptr<Run> run);
   static Task<void> accountLoop(std::weak_ptr<MailSyncWorker> weak, std::shared_ptr<Run> run,
                                 std::string accountId, std::shared_ptr<Loop> loop);

@@ -98,6 +98,19 @@ TEST(ConfigCheck, SlipsAreNamedWithTheirPlace) {
       {[](AppConfig& c) { c.rules[0].action = MailRuleAction::runCustomAutomation; },
        {"rules[0].customAutomationId: names no automation there is",
         "mailbox A cannot forward: set smtpHost, or a server of its own"}},
+      {[](AppConfig& c) {
+         c.smtpHost = "smtp.x";
+         c.smtpPort = 2525;
+         c.smtpUseStartTLS = false;
+       },
+       {"mailbox A sends its SMTP password unencrypted to smtp.x:2525; use port 465, which has "
+        "TLS"}},
+      {[](AppConfig& c) {
+         c.smtpHost = "127.0.0.1";
+         c.smtpPort = 2525;
+         c.smtpUseStartTLS = false;
+       },
+       {}},
       {[](AppConfig& c) { c.rules[0].id = " "; }, {"rules[0].id: is empty"}},
       {[](AppConfig& c) { c.llmMaxBodyChars = 0; },
        {"llmMaxBodyChars: is not above 0, so the model gets no mail text"}},

@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <csignal>
 
 #include "RawServer.h"
 #include "World.h"
 #include "mail/OutboundMessages.h"
+#include "platform/linux/Descriptor.h"
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 
@@ -177,6 +182,26 @@ TEST_F(Answers, StopWaitsForAMessageOnItsWay) {
   const auto ending = program.wait(20s);
   ASSERT_TRUE(ending);
   EXPECT_EQ(ending->status, 0);
+}
+
+// As behind a pager that was left, or at a terminal after Ctrl-S.
+TEST_F(Answers, OutputThatNobodyReadsDoesNotKeepSignalsFromEndingTheProgram) {
+  const std::string pipe = (world.home.dataFolder() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const Descriptor reader(open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+  while (write(reader.get(), "x", 1) == 1) continue;  // until it is full
+  deliver("<a@x>", "reply");
+  sandbox::Command command = world.home.command({"monitor"});
+  command.arguments.insert(command.arguments.begin(), {"sh", "-c", "exec \"$0\" \"$@\" > " + pipe});
+  ChildProcess program(command);
+  ASSERT_TRUE(eventually([&] { return model.requests() > 0; }, 20s)) << program.errors();
+  program.signal(SIGTERM);
+  EXPECT_FALSE(program.wait(500ms));
+  program.signal(SIGINT);
+  const auto ending = program.wait(5s);
+  ASSERT_TRUE(ending);
+  EXPECT_EQ(ending->status, 0);
+  EXPECT_FALSE(mail.seen(user, "<a@x>"));
 }
 
 // Under `script` the program has a terminal. Its shell must not stay: it would get Ctrl-C as well.

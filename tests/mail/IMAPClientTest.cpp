@@ -297,6 +297,9 @@ TEST(IMAPClient, IdleEndsForTheRightReason) {
                    failed("connected", Kind::connectionFailed, "IMAP connection failed.")});
   cases.push_back({"a go-ahead without its blank",
                    started().server("+").then(stop).client("DONE").server("E3 OK Idle"), idled});
+  cases.push_back({"an end in words of the server's own",
+                   started().server("+").then(stop).client("DONE").server("E3 OK Over").silence(),
+                   failed("connected", Kind::protocolError, "Stalled IMAP parse")});
   for (const std::string refusal : {"E3 BAD unknown", "E3 NO not here"}) {
     cases.push_back({"refused", started().server("* note").server(refusal),
                      failed("connected", Kind::taggedFailure, "* note\n" + refusal)});

@@ -64,7 +64,7 @@ TEST(JournalSocket, EntriesAreDatagramsAndLargeOnesSealedFiles) {
   const sandbox::TemporaryFolder folder;
   const std::string path = (folder.path() / "journal").string();
   const JournalSocket sender(path);
-  sender.send(journalField("MESSAGE", "nobody listens"));
+  EXPECT_FALSE(sender.send(journalField("MESSAGE", "nobody listens")));
   Journal journal(path);
 
   sender.send(journalField("PRIORITY", "5") + journalField("MESSAGE", "a=b\nc"));
@@ -79,6 +79,15 @@ TEST(JournalSocket, EntriesAreDatagramsAndLargeOnesSealedFiles) {
   EXPECT_EQ(received.seals, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
 }
 
+TEST(JournalSocket, OneThatNobodyReadsDoesNotStopTheProgram) {
+  const sandbox::TemporaryFolder folder;
+  const std::string path = (folder.path() / "journal").string();
+  const JournalSocket sender(path);
+  Journal journal(path);
+  for (int i = 0; i < 1000; ++i) EXPECT_TRUE(sender.send(journalField("MESSAGE", "m")));
+  EXPECT_EQ(journal.receive().datagram, "MESSAGE=m\n");
+}
+
 TEST(SharedLibrary, WhatIsMissingNamesItsPackage) {
   const auto words = [](auto use) -> std::string {
     try {
@@ -88,10 +97,13 @@ TEST(SharedLibrary, WhatIsMissingNamesItsPackage) {
     }
     return "";
   };
-  EXPECT_EQ(words([] { SharedLibrary("libnowhere.so.7", "libnowhere7"); }),
-            "The library libnowhere.so.7 cannot be used; install the package libnowhere7.");
+  EXPECT_EQ(
+      words([] { SharedLibrary("libnowhere.so.7", "libnowhere7"); }),
+      "The library libnowhere.so.7 cannot be used (cannot open shared object file: No such file or "
+      "directory); install the package libnowhere7.");
   EXPECT_EQ(words([] { SharedLibrary("libc.so.6", "libc6")["no_such_function"]; }),
-            "The library libc.so.6 cannot be used; update the package libc6.");
+            "The library libc.so.6 cannot be used (it lacks no_such_function); update the package "
+            "libc6.");
 }
 
 }  // namespace

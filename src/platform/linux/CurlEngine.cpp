@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <limits>
-#include <new>
+#include <system_error>
 #include <utility>
 
 namespace halcyra {
@@ -23,21 +23,30 @@ CurlEngine::~CurlEngine() {
 void CurlEngine::submit(std::unique_ptr<CurlTransfer> transfer, Completion completion) {
   {
     const std::lock_guard lock(mutex_);
-    if (!thread_.joinable()) start();
+    if (!thread_.joinable() && !start()) {
+      return completion(transfer->finished(CURLE_FAILED_INIT));
+    }
     submitted_.push_back({std::move(transfer), std::move(completion)});
   }
   libcurl().multiWakeup(multi_.get());
 }
 
-void CurlEngine::start() {
+// False when the system has no memory, descriptor or thread for it; the next transfer tries again.
+bool CurlEngine::start() {
   tlsSessions_.reset(libcurl().shareInit());
   multi_.reset(libcurl().multiInit());
-  if (!tlsSessions_ || !multi_) throw std::bad_alloc();
+  // A handle without descriptors for its wake-up seems sound, and then sleeps for ever.
+  if (!tlsSessions_ || !multi_ || libcurl().multiWakeup(multi_.get()) != CURLM_OK) return false;
   // Idle connections that are kept: a few hosts of each provider, the model, a CRM.
   libcurl().multiSetopt(multi_.get(), CURLMOPT_MAXCONNECTS, 16L);
   // Only the engine's thread touches the share, so it needs no locks.
   libcurl().shareSetopt(tlsSessions_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
-  thread_ = std::thread([this] { run(); });
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
 }
 
 void CurlEngine::run() {

@@ -35,7 +35,7 @@ class CurlEngine {
     Completion completion;
   };
 
-  void start();
+  bool start();
   void run();
   bool takeSubmitted();
   void begin(Job job);

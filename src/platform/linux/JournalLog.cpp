@@ -1,7 +1,6 @@
 #include "platform/linux/JournalLog.h"
 
 #include <sys/stat.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -45,13 +44,7 @@ std::string journalEntry(const std::string& line, const LogFields& fields) {
 JournalLog::JournalLog(int descriptor)
     : descriptor_(descriptor),
       streamIsJournal_(isConnectedToJournal(descriptor)),
-      syslogIsJournal_(journalServesSyslog()) {
-  openlog("halcyra", LOG_PID, LOG_USER);
-}
-
-JournalLog::~JournalLog() {
-  closelog();
-}
+      syslogIsJournal_(journalServesSyslog()) {}
 
 void JournalLog::holdStream() {
   const std::lock_guard guard(lock_);
@@ -76,9 +69,9 @@ void JournalLog::writeToStream(const std::string& line) {
 }
 
 void JournalLog::write(const std::string& line, const LogFields& fields) {
-  if (!streamIsJournal_) writeToStream(line + "\n");
-  if (!syslogIsJournal_) syslog(LOG_NOTICE, "%s", line.c_str());
-  journal_.send(journalEntry(line, fields));
+  const bool journalListens = journal_.send(journalEntry(line, fields));
+  if (!streamIsJournal_ || !journalListens) writeToStream(line + "\n");
+  if (!syslogIsJournal_) syslog_.send(line);
 }
 
 }  // namespace halcyra

@@ -5,6 +5,7 @@
 
 #include "platform/Log.h"
 #include "platform/linux/JournalSocket.h"
+#include "platform/linux/SyslogSocket.h"
 
 namespace halcyra {
 
@@ -16,7 +17,6 @@ class JournalLog : public Log {
  public:
   /// `descriptor` is the stream to write lines to, 1 or 2.
   explicit JournalLog(int descriptor);
-  ~JournalLog() override;
 
   /// Keeps lines from the stream, for instance while an editor has the terminal; they come with the
   /// release. Any thread may call.
@@ -33,6 +33,7 @@ class JournalLog : public Log {
   const bool streamIsJournal_;
   const bool syslogIsJournal_;
   const JournalSocket journal_;
+  const SyslogSocket syslog_;
   std::mutex lock_;
   bool held_ = false;
   std::string heldLines_;

@@ -2,14 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
+#include <utility>
 
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/WriteAll.h"
@@ -17,58 +13,24 @@
 namespace halcyra {
 namespace {
 
-// A message to the journal at `address`, with nothing in it yet.
-msghdr messageTo(sockaddr_un& address) {
-  msghdr message{};
-  message.msg_name = &address;
-  message.msg_namelen = sizeof address;
-  return message;
-}
-
-bool sendDatagram(int socket, sockaddr_un address, std::string_view entry) {
-  iovec part{const_cast<char*>(entry.data()), entry.size()};
-  msghdr message = messageTo(address);
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  return sendmsg(socket, &message, MSG_NOSIGNAL) >= 0;
-}
-
 // The journal takes a file only when nobody can change it any more.
-void sendFile(int socket, sockaddr_un address, std::string_view entry) {
-  const Descriptor file(memfd_create("journal-entry", MFD_ALLOW_SEALING | MFD_CLOEXEC));
+bool writeSealed(int file, std::string_view entry) {
   constexpr int whole = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
-  if (!file.isOpen() || !writeAll(file.get(), entry) || fcntl(file.get(), F_ADD_SEALS, whole) < 0) {
-    return;
-  }
-  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> room{};
-  msghdr message = messageTo(address);
-  message.msg_control = room.data();
-  message.msg_controllen = room.size();
-  cmsghdr* const header = CMSG_FIRSTHDR(&message);
-  header->cmsg_level = SOL_SOCKET;
-  header->cmsg_type = SCM_RIGHTS;
-  header->cmsg_len = CMSG_LEN(sizeof(int));
-  const int number = file.get();
-  std::memcpy(CMSG_DATA(header), &number, sizeof number);
-  sendmsg(socket, &message, MSG_NOSIGNAL);
+  return writeAll(file, entry) && fcntl(file, F_ADD_SEALS, whole) >= 0;
 }
 
 }  // namespace
 
-JournalSocket::JournalSocket(std::string path)
-    : path_(std::move(path)), socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {}
+JournalSocket::JournalSocket(std::string path) : datagrams_(std::move(path)) {}
 
-JournalSocket::~JournalSocket() {
-  if (socket_ >= 0) close(socket_);
-}
-
-void JournalSocket::send(std::string_view entry) const {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path_.size() >= sizeof address.sun_path) return;
-  path_.copy(address.sun_path, path_.size());
-  if (sendDatagram(socket_, address, entry)) return;
-  if (errno == EMSGSIZE || errno == ENOBUFS) sendFile(socket_, address, entry);
+bool JournalSocket::send(std::string_view entry) const {
+  if (datagrams_.send(entry)) return true;
+  if (errno == EMSGSIZE || errno == ENOBUFS) {
+    const Descriptor file(memfd_create("journal-entry", MFD_ALLOW_SEALING | MFD_CLOEXEC));
+    if (file.isOpen() && writeSealed(file.get(), entry)) datagrams_.sendDescriptor(file.get());
+    return true;
+  }
+  return errno == EAGAIN;
 }
 
 std::string journalField(std::string_view name, std::string_view value) {

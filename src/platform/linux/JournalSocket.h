@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/linux/LocalDatagrams.h"
+
 namespace halcyra {
 
 /// Entries for the systemd journal, in its native protocol: one datagram an entry, or a sealed file
@@ -11,16 +13,13 @@ namespace halcyra {
 class JournalSocket {
  public:
   explicit JournalSocket(std::string path = "/run/systemd/journal/socket");
-  ~JournalSocket();
-  JournalSocket(const JournalSocket&) = delete;
-  JournalSocket& operator=(const JournalSocket&) = delete;
 
-  /// `entry` is made of journalField(). Where no journal listens, nothing happens.
-  void send(std::string_view entry) const;
+  /// `entry` is made of journalField(). A journal that takes no more for now loses it, since a log
+  /// must not stop the program. False when no journal listens.
+  bool send(std::string_view entry) const;
 
  private:
-  const std::string path_;
-  const int socket_;
+  LocalDatagrams datagrams_;
 };
 
 /// One field of an entry; the value may have several lines.

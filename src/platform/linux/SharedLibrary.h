@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace halcyra {
 
@@ -36,7 +37,8 @@ class SharedLibrary {
   Symbol operator[](const char* function) const;
 
  private:
-  LibraryError unusable(const char* action) const;
+  std::string reason(const char* words) const;
+  LibraryError unusable(const std::string& reason, const char* action) const;
 
   const char* name_;
   const char* package_;
