@@ -40,45 +40,6 @@ class Durability : public testing::Test {
   World world;
 };
 
-TEST_F(Durability, AKillAtAnyMomentLeavesWholeFilesAndNoSeenMessageWithoutRecord) {
-  constexpr int messages = 20;
-  for (int number = 0; number < messages; ++number) deliver(number);
-  const auto check = [&] {
-    const auto recorded = world.recorded();
-    ASSERT_TRUE(recorded) << "processed-ids.json is no whole file";
-    std::ifstream config(world.home.configFile());
-    EXPECT_TRUE(nlohmann::json::accept(config));
-    for (const auto& [id, flags] : server.flags("kim")) {
-      EXPECT_TRUE(flags.find('S') == std::string::npos || recorded->contains(id)) << id;
-    }
-  };
-
-  int kills = 0;
-  // In the middle of the n-th question to the model, and right after the n-th decision, where the
-  // record is written and the flag goes out.
-  for (const bool whileAsking : {true, false, true, false, false, false}) {
-    sandbox::ChildProcess program(world.home.command({"monitor", "--once", "--json"}));
-    const int asked = model.requests();
-    ASSERT_TRUE(eventually(
-        [&] {
-          const std::string output = program.output();
-          return whileAsking ? model.requests() > asked + kills
-                             : output.find("\"actionDone\"") != std::string::npos;
-        },
-        20s))
-        << program.errors();
-    program.signal(SIGKILL);
-    ASSERT_EQ(program.wait(5s)->status, 128 + SIGKILL);
-    ++kills;
-    check();
-  }
-  const auto last = world.onePass();
-  EXPECT_EQ(last.status, 0) << last.errors;
-  check();
-  EXPECT_EQ(world.recorded()->size(), static_cast<std::size_t>(messages));
-  EXPECT_LE(model.requests(), messages + kills);
-}
-
 // The account that may not write; for root the ordinary one of nobody.
 struct Account {
   std::optional<uid_t> user;
