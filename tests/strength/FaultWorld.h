@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -95,11 +97,12 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   /// What is stored of that sign-in.
   std::string credential();
 
-  std::size_t messages() const { return delivered_; }
-  std::size_t seen() const;
-  std::size_t recorded() const;
-  /// Forwards, by whatever way, or leads.
-  std::size_t sent() const;
+  /// Message-IDs of all that was delivered, is marked at the server, is on record.
+  std::set<std::string> messages() const;
+  std::set<std::string> seen() const;
+  std::set<std::string> recorded() const;
+  /// How often what went out: "forward of <11@x>", by whatever way, or a lead.
+  std::map<std::string, int> sent() const;
   std::size_t crossed() const { return wire_.crossed(); }
   std::vector<std::string> log() const { return log_.lines(); }
   ZonedClock& clock() { return clock_; }
@@ -137,7 +140,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   const Endpoints endpoints_ = endpoints();
   IMAPDouble imap_;
   SubmissionDouble smtp_;
-  std::size_t delivered_ = 0;
+  std::uint32_t delivered_ = 0;
   std::vector<std::string> providerIds_;
   MailServers mailServers_{imap_, smtp_};
   FaultyConnector faultyMailServers_{mailServers_, wire_};
