@@ -109,6 +109,9 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
   // A length that was struck makes one side wait for more. Where a loaded machine makes a healthy
   // answer late, there is a second fault, which must be survived as well.
   if (isFlip(fault.kind)) http_.patience = std::chrono::milliseconds(100);
+  if (sockets_ && (isFlip(fault.kind) || fault.kind == FaultKind::stall)) {
+    sockets_->limits.connect = sockets_->limits.silence = std::chrono::milliseconds(50);
+  }
   person_.way = [this](std::unique_ptr<ByteStream> redirect) {
     return exchange_.faulty.contains(Peer::browser) ? overWire(std::move(redirect), wire_)
                                                     : std::move(redirect);
@@ -185,6 +188,7 @@ void FaultWorld::deliver() {
   const std::string text = sandbox::simpleMessage(idOf(uid), "Hello " + number, "Text.");
   const TimePoint now = clock_.now();
   if (arrivesAt("imap")) {
+    const std::lock_guard held(mailLock_);
     imap_.messages[uid].text = text;
   } else if (arrivesAt("gmail")) {
     providerIds_.push_back(servers_.google.deliver(text, {"INBOX", "UNREAD"}, now));
@@ -193,12 +197,17 @@ void FaultWorld::deliver() {
   }
 }
 
+StreamConnector& FaultWorld::mailConnector() {
+  if (!exchange_.faulty.contains(Peer::mailServer)) return mailServers_;
+  if (exchange_.carrier == Carrier::memory) return faultyMailServers_;
+  const bool encrypts = exchange_.carrier == Carrier::tls;
+  return sockets_.emplace(imap_, smtp_, mailLock_, wire_, encrypts, context_.get_executor());
+}
+
 AppServices FaultWorld::services() {
-  StreamConnector& mail = mailServers_;
-  StreamConnector& faultyMail = faultyMailServers_;
   return {.sync = {.main = context_.get_executor(),
                    .io = context_.get_executor(),
-                   .connector = exchange_.faulty.contains(Peer::mailServer) ? faultyMail : mail,
+                   .connector = mailConnector(),
                    .secrets = secrets_,
                    .clock = clock_,
                    .log = log_,
@@ -232,6 +241,7 @@ std::set<std::string> FaultWorld::messages() const {
 }
 
 std::set<std::string> FaultWorld::seen() const {
+  const std::lock_guard held(mailLock_);
   std::set<std::string> ids;
   for (const auto& [uid, message] : imap_.messages) {
     if (message.seen) ids.insert(idOf(uid));
@@ -246,6 +256,9 @@ void FaultWorld::heal() {
   wire_.heal();
   http_.patience.reset();
   for (const auto& relay : relays_) relay->dropAll();
+  if (!sockets_) return;
+  sockets_->limits = {};
+  sockets_->dropAll();
 }
 
 std::string FaultWorld::signInByBrowser() {
@@ -295,6 +308,7 @@ std::set<std::string> FaultWorld::recorded() const {
 }
 
 std::map<std::string, int> FaultWorld::sent() const {
+  const std::lock_guard held(mailLock_);
   std::map<std::string, int> count;
   const auto add = [&](const char* what, const std::string& text) {
     ++count[what + (" of " + idOf(messageIn(text)))];

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,6 +13,7 @@
 #include "FaultyConnector.h"
 #include "FaultyRelay.h"
 #include "PersonAtBrowser.h"
+#include "SocketMailServers.h"
 #include "app/AppState.h"
 #include "app/Providers.h"
 #include "config/ConfigStore.h"
@@ -28,6 +30,9 @@ namespace halcyra {
 
 enum class Peer { mailServer, model, google, microsoft, dataverse, salesforce, browser };
 
+/// What the bytes between the program and the mail servers go through.
+enum class Carrier { memory, sockets, tls };
+
 /// What a pass over a mailbox talks about, and whose connections the fault may strike.
 struct Exchange {
   const char* name;
@@ -38,6 +43,7 @@ struct Exchange {
   std::set<Peer> faulty;
   /// So many forwards and leads come of a message.
   std::size_t sendsEach = 1;
+  Carrier carrier = Carrier::memory;
 };
 
 /// HTTP through curl, where a silence that the wire causes takes no time.
@@ -120,6 +126,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
     SubmissionDouble& smtp_;
   };
 
+  StreamConnector& mailConnector();
   bool arrivesAt(std::string_view mailbox) const { return exchange_.mailbox == mailbox; }
   bool isSeen(const std::string& providerId) const;
   std::string addressOf(Peer peer, const sandbox::LoopbackHttpServer& server);
@@ -145,6 +152,8 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   MailServers mailServers_{imap_, smtp_};
   FaultyConnector faultyMailServers_{mailServers_, wire_};
   boost::asio::io_context context_;
+  mutable std::mutex mailLock_;  // for the messages of both mail servers
+  std::optional<SocketMailServers> sockets_;
   PersonAtBrowser person_{context_.get_executor()};
   MemoryFiles files_;
   MemoryKeychain keychain_;
