@@ -13,6 +13,7 @@
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 #include "support/FileContent.h"
+#include "support/KeyringSession.h"
 #include "text/Base64.h"
 #include "text/PercentEncoding.h"
 #include "text/WithoutSecrets.h"
@@ -78,8 +79,22 @@ class Secrecy : public testing::Test, protected ProviderWorld {
           {{{"id", "1"}, {"kind", "createSalesforceLead"}, {"connectionId", "sf"}},
            {{"id", "2"}, {"kind", "createDynamicsLead"}, {"connectionId", "dyn"}}}}}};
     home.save();
+    storePasswords();
+  }
+
+  void storePasswords() const {
+    home.storeSecret("imap.password", secrets[0]);
     home.storeSecret("smtp.password.account.m", secrets[1]);
     home.storeSecret("llm.apiKey", secrets[2]);
+  }
+
+  // From then on secrets are kept by the desktop's service.
+  void useKeyring() {
+    keyring.emplace();
+    home.environment["HALCYRA_KEYCHAIN"] = "secret-service";
+    home.environment["DBUS_SESSION_BUS_ADDRESS"] = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    fs::remove(home.dataFolder() / "secrets.json");
+    storePasswords();
   }
 
   // Access tokens that are about to expire, so that new ones are fetched; all begin alike.
@@ -93,6 +108,17 @@ class Secrecy : public testing::Test, protected ProviderWorld {
     secrets.push_back(tokens.accessToken);
     secrets.push_back(*tokens.refreshToken);
     return tokens;
+  }
+
+  // The authorization code and the PKCE verifier that a provider was shown last.
+  void keepProof(const sandbox::StandIn& provider) {
+    std::size_t found = 0;
+    for (const QueryItem& item : queryItems(provider.lastBody("token"))) {
+      if (item.name != "code" && item.name != "code_verifier") continue;
+      secrets.push_back(*item.value);
+      ++found;
+    }
+    EXPECT_EQ(found, 2u);
   }
 
   HttpResponse answer(const sandbox::ServedRequest& request) {
@@ -155,6 +181,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
     expectNoSecretIn(said, "what was said");
     EXPECT_NE(shown.find("monitor"), std::string::npos);
     expectNoSecretIn(shown, "arguments and environment");
+    EXPECT_NE(fs::exists(home.dataFolder() / "secrets.json"), keyring.has_value());
     EXPECT_EQ(fs::status(home.dataFolder()).permissions(), fs::perms(0700));
     for (const auto& entry : fs::recursive_directory_iterator(home.folder())) {
       if (!entry.is_regular_file()) continue;
@@ -167,6 +194,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   }
 
   std::vector<std::string> secrets;
+  std::optional<KeyringSession> keyring;
   std::atomic<bool> modelEchoes = false;
   std::string shown;  // by processes
   std::string said;   // on standard output and error
@@ -175,7 +203,13 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   sandbox::LoopbackHttpServer spy{[this](const auto& request) { return answer(request); }};
 };
 
-TEST_F(Secrecy, WhatWorksTellsNoSecret) {
+class SecrecyOfWhatWorks : public Secrecy, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Keychains, SecrecyOfWhatWorks, testing::Values("file", "service"),
+                         [](const auto& each) { return std::string(each.param); });
+
+TEST_P(SecrecyOfWhatWorks, NoSecretIsTold) {
+  if (std::string_view(GetParam()) == "service") useKeyring();
   signInEverywhere();
   deliverEverywhere("1");
   runCaptured({"config", "set", "llmModel", "n"}, 0);
@@ -269,8 +303,14 @@ TEST_F(Secrecy, SignInsTellNoSecret) {
     opened(printedAddress(program) + "&decision=allow");
   };
   providers.google.answerNext("token", {400, {}, jsonEchoOf(googleSecret)});
+  const sandbox::StandIn* const signedInAt[] = {&providers.google, &providers.microsoft,
+                                                &providers.salesforce};
   runCaptured(signIns[0], 1, allow);
-  for (const auto& command : signIns) runCaptured(command, 0, allow);
+  keepProof(providers.google);
+  for (std::size_t i = 0; i < std::size(signIns); ++i) {
+    runCaptured(signIns[i], 0, allow);
+    keepProof(*signedInAt[i]);
+  }
   toOutlook("<o1@x>", "chain");
   runCaptured({"monitor", "--once"}, 0);
   EXPECT_EQ(providers.salesforce.leads().size(), 1u) << said;
