@@ -8,6 +8,7 @@
 
 #include "ForwardingWorld.h"
 #include "support/FileContent.h"
+#include "support/OwnMounts.h"
 
 namespace halcyra {
 namespace {
@@ -19,26 +20,19 @@ namespace fs = std::filesystem;
 /// helper process with mounts of its own and goes with it; all others reach it through /proc.
 class SmallDisk {
  public:
-  explicit SmallDisk(const fs::path& folder) {
+  SmallDisk(const fs::path& folder, const std::string& isolation) {
     const fs::path place = folder.string() + ".disk";
     fs::create_directory(place);
-    for (const char* isolation : {"-m", "-Urm"}) {
-      const std::string mounts =
-          "mount -t tmpfs -o size=64k,mode=0700 none \"$1\" && echo ready && exec cat";
-      helper_ = std::make_unique<sandbox::ChildProcess>(
-          sandbox::Command{{"unshare", isolation, "/bin/sh", "-c", mounts, "sh", place.string()}});
-      isThere_ = helper_->readLine(20s) == "ready";
-      if (isThere_) break;
-    }
-    if (!isThere_) return;
+    const std::string mounts =
+        "mount -t tmpfs -o size=64k,mode=0700 none \"$0\" && echo ready && exec cat";
+    helper_.emplace(
+        sandbox::Command{{"unshare", isolation, "/bin/sh", "-c", mounts, place.string()}});
+    if (helper_->readLine(20s) != "ready") throw std::runtime_error(helper_->errors());
     disk_ = "/proc/" + std::to_string(helper_->id()) + "/root" + place.string();
     fs::copy(folder, disk_);
     fs::remove_all(folder);
     fs::create_directory_symlink(disk_, folder);
   }
-
-  /// Why there is none, where this user may not mount anything.
-  std::string whyNot() const { return isThere_ ? "" : "mounting failed: " + helper_->errors(); }
 
   void fill() {
     std::ofstream out(filler(), std::ios::binary);
@@ -60,17 +54,16 @@ class SmallDisk {
  private:
   fs::path filler() const { return disk_ / "filler"; }
 
-  std::unique_ptr<sandbox::ChildProcess> helper_;
-  bool isThere_ = false;
+  std::optional<sandbox::ChildProcess> helper_;
   fs::path disk_;
 };
 
 class FullDisk : public testing::Test {
  protected:
   void SetUp() override {
-    if (const std::string reason = disk.whyNot(); !reason.empty()) {
-      GTEST_SKIP() << "not tried, since no small disk can be made here: " << reason;
-    }
+    const auto isolation = ownMounts();
+    if (!isolation) GTEST_SKIP() << "not tried, since this user may not mount a small disk";
+    disk.emplace(w.world.home.dataFolder(), *isolation);
   }
 
   HttpResponse answer(const std::string& mail) {
@@ -87,7 +80,7 @@ class FullDisk : public testing::Test {
 
   std::function<void(int)> meanwhile;
   ForwardingWorld w{[this](const std::string& mail) { return answer(mail); }};
-  SmallDisk disk{w.world.home.dataFolder()};
+  std::optional<SmallDisk> disk;
 };
 
 TEST_F(FullDisk, TheRecordOfWhatWasHandledComesWithTheFirstThatFits) {
@@ -95,13 +88,13 @@ TEST_F(FullDisk, TheRecordOfWhatWasHandledComesWithTheFirstThatFits) {
   std::map<std::string, std::string> before;
   meanwhile = [&](int request) {
     if (request == 2) {
-      before = disk.files();
-      disk.fill();
+      before = disk->files();
+      disk->fill();
     }
     EXPECT_TRUE(request != 3 || w.marked().size() == 2u) << "marked on a full disk";
     if (request == 4) {
-      EXPECT_EQ(disk.files(), before);
-      disk.makeRoom();
+      EXPECT_EQ(disk->files(), before);
+      disk->makeRoom();
     }
   };
   const auto pass = w.world.onePass();
@@ -117,8 +110,8 @@ TEST_F(FullDisk, FilesStayAsTheyWereAndTheMarkOutlivesTheProgram) {
   w.deliver(1);
   ASSERT_EQ(w.world.onePass().status, 0);
   expectAllDoneOnce();
-  disk.fill();
-  const auto before = disk.files();
+  disk->fill();
+  const auto before = disk->files();
   w.deliver(2);
   EXPECT_EQ(w.world.onePass().status, 0);
   EXPECT_EQ(w.newForwards(), (std::multiset<std::string>{"<2@x>", "<3@x>"}));
@@ -130,8 +123,8 @@ TEST_F(FullDisk, FilesStayAsTheyWereAndTheMarkOutlivesTheProgram) {
     EXPECT_EQ(run.status, 1) << told;
     EXPECT_NE(run.errors.find(told), std::string::npos) << run.errors;
   }
-  EXPECT_EQ(disk.files(), before);
-  disk.makeRoom();
+  EXPECT_EQ(disk->files(), before);
+  disk->makeRoom();
   EXPECT_EQ(w.world.onePass().status, 0);
   EXPECT_EQ(w.marked(), w.allDelivered());
   EXPECT_TRUE(w.newForwards().empty()) << "what was marked is not handled again";

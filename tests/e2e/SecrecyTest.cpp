@@ -6,6 +6,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "ProviderWorld.h"
 #include "RawServer.h"
@@ -13,7 +14,9 @@
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 #include "support/FileContent.h"
+#include "support/JournalEnd.h"
 #include "support/KeyringSession.h"
+#include "support/OwnMounts.h"
 #include "text/Base64.h"
 #include "text/PercentEncoding.h"
 #include "text/WithoutSecrets.h"
@@ -136,7 +139,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   std::string runCaptured(std::vector<std::string> arguments, int status,
                           const Meanwhile& meanwhile = {}) {
     const mode_t mask = umask(0);
-    sandbox::ChildProcess program(home.command(arguments));
+    sandbox::ChildProcess program(withJournal(home.command(arguments)));
     umask(mask);
     if (meanwhile) meanwhile(program);
     program.finishInput();
@@ -146,11 +149,24 @@ class Secrecy : public testing::Test, protected ProviderWorld {
       const std::string now = shownBy(std::to_string(program.id()));
       if (shown.find(now) == std::string::npos) shown += now;
       ending = program.wait(10ms);
+      while (const auto entry = journal.receive()) journalled += entry->datagram + entry->file;
     }
     const std::string text = program.output() + program.errors();
     said += text;
     EXPECT_TRUE(ending && ending->status == status) << json(arguments) << text;
     return text;
+  }
+
+  // The program finds our journal where it looks for that of the system.
+  sandbox::Command withJournal(sandbox::Command command) const {
+    if (!isolation) return command;
+    const std::string mounts =
+        "/bin/mount -t tmpfs none /run && /bin/mkdir -p /run/systemd/journal && "
+        ": >/run/systemd/journal/socket && "
+        "/bin/mount --bind \"$0\" /run/systemd/journal/socket && exec \"$@\"";
+    const std::string before[] = {"unshare", *isolation, "/bin/sh", "-c", mounts, journalPath};
+    command.arguments.insert(command.arguments.begin(), std::begin(before), std::end(before));
+    return command;
   }
 
   // A run against a server that repeats the secret; what it says to that.
@@ -179,6 +195,9 @@ class Secrecy : public testing::Test, protected ProviderWorld {
 
   void TearDown() override {
     expectNoSecretIn(said, "what was said");
+    expectNoSecretIn(journalled, "the journal");
+    EXPECT_EQ(journalled.find("MESSAGE=[Halcyra] ") != std::string::npos, isolation.has_value());
+    if (!isolation) std::cout << "note: no journal to search, since this user may not mount\n";
     EXPECT_NE(shown.find("monitor"), std::string::npos);
     expectNoSecretIn(shown, "arguments and environment");
     EXPECT_NE(fs::exists(home.dataFolder() / "secrets.json"), keyring.has_value());
@@ -198,6 +217,10 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   std::atomic<bool> modelEchoes = false;
   std::string shown;  // by processes
   std::string said;   // on standard output and error
+  std::string journalled;
+  const std::optional<std::string> isolation = ownMounts();
+  const std::string journalPath = (home.folder() / "journal").string();
+  JournalEnd journal{journalPath};
   sandbox::DovecotServer dovecot{{.users = {{"kim", password}}}};
   sandbox::SubmissionServer submission{{.users = {{"kim", "damson/4Kp+"}}}};
   sandbox::LoopbackHttpServer spy{[this](const auto& request) { return answer(request); }};
