@@ -14,7 +14,7 @@
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 #include "support/FileContent.h"
-#include "support/JournalEnd.h"
+#include "support/Journal.h"
 #include "support/KeyringSession.h"
 #include "support/OwnMounts.h"
 #include "text/Base64.h"
@@ -149,7 +149,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
       const std::string now = shownBy(std::to_string(program.id()));
       if (shown.find(now) == std::string::npos) shown += now;
       ending = program.wait(10ms);
-      while (const auto entry = journal.receive()) journalled += entry->datagram + entry->file;
+      while (const auto entry = journal.next()) journalled += entry->datagram + entry->file;
     }
     const std::string text = program.output() + program.errors();
     said += text;
@@ -220,7 +220,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   std::string journalled;
   const std::optional<std::string> isolation = ownMounts();
   const std::string journalPath = (home.folder() / "journal").string();
-  JournalEnd journal{journalPath};
+  Journal journal{journalPath};
   sandbox::DovecotServer dovecot{{.users = {{"kim", password}}}};
   sandbox::SubmissionServer submission{{.users = {{"kim", "damson/4Kp+"}}}};
   sandbox::LoopbackHttpServer spy{[this](const auto& request) { return answer(request); }};

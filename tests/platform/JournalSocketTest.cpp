@@ -2,7 +2,7 @@
 
 #include "platform/linux/SharedLibrary.h"
 #include "sandbox/TemporaryFolder.h"
-#include "support/JournalEnd.h"
+#include "support/Journal.h"
 
 namespace halcyra {
 namespace {
@@ -12,15 +12,15 @@ TEST(JournalSocket, EntriesAreDatagramsAndLargeOnesSealedFiles) {
   const std::string path = (folder.path() / "journal").string();
   const JournalSocket sender(path);
   sender.send(journalField("MESSAGE", "nobody listens"));
-  JournalEnd journal(path);
+  Journal journal(path);
 
   sender.send(journalField("PRIORITY", "5") + journalField("MESSAGE", "a=b\nc"));
   const std::string length("\x05\0\0\0\0\0\0\0", 8);
-  EXPECT_EQ(journal.receive().value().datagram, "PRIORITY=5\nMESSAGE\n" + length + "a=b\nc\n");
+  EXPECT_EQ(journal.receive().datagram, "PRIORITY=5\nMESSAGE\n" + length + "a=b\nc\n");
 
   const std::string large = journalField("MESSAGE", std::string(4u << 20, 'x'));
   sender.send(large);
-  const JournalEnd::Entry received = journal.receive().value();
+  const Journal::Received received = journal.receive();
   EXPECT_EQ(received.datagram, "");
   EXPECT_TRUE(received.file == large);
   EXPECT_EQ(received.seals, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);

@@ -14,26 +14,33 @@
 namespace halcyra {
 
 /// The journal's end of its socket.
-class JournalEnd {
+class Journal {
  public:
-  explicit JournalEnd(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
+  explicit Journal(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   }
-  ~JournalEnd() { close(socket_); }
-  JournalEnd(const JournalEnd&) = delete;
-  JournalEnd& operator=(const JournalEnd&) = delete;
+  ~Journal() { close(socket_); }
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
 
-  struct Entry {
+  struct Received {
     std::string datagram;
     std::string file;
     int seals = 0;
   };
 
-  /// The next entry that has come already.
-  std::optional<Entry> receive() {
+  /// What has come already; a failure of the test when nothing has.
+  Received receive() {
+    std::optional<Received> entry = next();
+    EXPECT_TRUE(entry) << std::strerror(errno);
+    return entry.value_or(Received());
+  }
+
+  /// The same where nothing need have come.
+  std::optional<Received> next() {
     std::string bytes(1u << 20, '\0');
     iovec part{bytes.data(), bytes.size()};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> room{};
@@ -44,7 +51,7 @@ class JournalEnd {
     message.msg_controllen = room.size();
     const ssize_t size = recvmsg(socket_, &message, MSG_DONTWAIT);
     if (size < 0) return std::nullopt;
-    Entry entry{bytes.substr(0, static_cast<std::size_t>(size)), "", 0};
+    Received entry{bytes.substr(0, static_cast<std::size_t>(size)), "", 0};
     if (const cmsghdr* header = CMSG_FIRSTHDR(&message)) {
       int file = -1;
       std::memcpy(&file, CMSG_DATA(header), sizeof file);
