@@ -80,23 +80,16 @@ bool limitMemory(const Command& command) {
   return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
-bool limitFileSize(const Command& command) {
-  if (!command.fileSizeLimit) return true;
-  const rlimit limit{*command.fileSizeLimit, *command.fileSizeLimit};
-  return ::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;
-}
-
 [[noreturn]] void becomeProgram(const Launch& launch, const Command& command) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
   ::signal(SIGPIPE, SIG_DFL);
-  const bool ready = dup2(launch.in.read, STDIN_FILENO) >= 0 &&
-                     dup2(launch.out.write, STDOUT_FILENO) >= 0 &&
-                     dup2(launch.err.write, STDERR_FILENO) >= 0 && takeIdentity(command) &&
-                     limitMemory(command) && limitFileSize(command) &&
-                     // After the change of identity, which resets it.
-                     prctl(PR_SET_PDEATHSIG, command.signalAtParentsEnd) == 0;
+  const bool ready =
+      dup2(launch.in.read, STDIN_FILENO) >= 0 && dup2(launch.out.write, STDOUT_FILENO) >= 0 &&
+      dup2(launch.err.write, STDERR_FILENO) >= 0 && takeIdentity(command) && limitMemory(command) &&
+      // After the change of identity, which resets it.
+      prctl(PR_SET_PDEATHSIG, command.signalAtParentsEnd) == 0;
   if (ready && getppid() == launch.parent) {
     execvpe(launch.argv[0], launch.argv.data(), launch.envp.data());
   }

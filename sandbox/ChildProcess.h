@@ -27,9 +27,6 @@ struct Command {
   std::optional<gid_t> group = {};
   /// Most address space that the program may take, in bytes.
   std::optional<std::size_t> memoryLimit = {};
-  /// Longest file that the program may write, in bytes; it is told by a failed write, as on a full
-  /// disk.
-  std::optional<std::size_t> fileSizeLimit = {};
   /// What the system sends it when the thread that started it ends.
   int signalAtParentsEnd = SIGKILL;
 };

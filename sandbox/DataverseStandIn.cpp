@@ -69,7 +69,7 @@ HttpResponse DataverseStandIn::operator()(const ServedRequest& request) {
     return odataError(404, "0x8006088a",
                       "Resource not found for the segment '" + request.target + "'.");
   }
-  if (auto laidIn = ledger_.enter("lead")) return std::move(*laidIn);
+  if (auto laidIn = ledger_.enter("lead", request)) return std::move(*laidIn);
   if (auto refusal = refused(request)) return std::move(*refusal);
   return createLead(request);
 }

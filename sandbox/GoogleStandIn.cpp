@@ -56,7 +56,7 @@ HttpResponse GoogleStandIn::operator()(const ServedRequest& request) {
   if (route == nullptr) {
     return googleError(404, "NOT_FOUND", "notFound", "Requested entity was not found.");
   }
-  if (auto laidIn = ledger_.enter(route->kind)) return std::move(*laidIn);
+  if (auto laidIn = ledger_.enter(route->kind, request)) return std::move(*laidIn);
   if (route->needsToken) {
     if (auto refusal = refusedToken(request, target)) return std::move(*refusal);
   }

@@ -58,7 +58,7 @@ HttpResponse MicrosoftStandIn::operator()(const ServedRequest& request) {
   const RequestTarget target = requestTarget(request.target);
   const Route<MicrosoftStandIn>* route = routeOf(routes(), request.method, target.segments);
   if (route == nullptr) return graphError(404, "ResourceNotFound", "Resource not found.");
-  if (auto laidIn = ledger_.enter(route->kind)) return std::move(*laidIn);
+  if (auto laidIn = ledger_.enter(route->kind, request)) return std::move(*laidIn);
   if (route->needsToken) {
     if (auto refusal = refusedToken(request, target)) return std::move(*refusal);
   }

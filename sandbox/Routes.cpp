@@ -34,13 +34,20 @@ bool fits(std::string_view pattern, const std::vector<std::string>& segments) {
       [](std::string_view want, const std::string& have) { return want == "*" || want == have; });
 }
 
-std::optional<HttpResponse> RequestLedger::enter(std::string_view kind) {
+std::optional<HttpResponse> RequestLedger::enter(std::string_view kind,
+                                                 const ServedRequest& request) {
   count(kind);
+  lastBodies_[std::string(kind)] = request.body;
   const auto found = laidIn_.find(std::string(kind));
   if (found == laidIn_.end() || found->second.empty()) return std::nullopt;
   HttpResponse answer = std::move(found->second.front());
   found->second.pop_front();
   return answer;
+}
+
+std::string RequestLedger::lastBody(std::string_view kind) const {
+  const auto found = lastBodies_.find(std::string(kind));
+  return found == lastBodies_.end() ? "" : found->second;
 }
 
 void RequestLedger::layIn(std::string_view kind, HttpResponse answer) {

@@ -46,19 +46,22 @@ const Route<StandIn>* routeOf(std::span<const Route<StandIn>> routes, std::strin
   return nullptr;
 }
 
-/// Counts the requests of a stand-in by their kind, and holds answers that someone wants given in
-/// place of its own. Not safe for several threads.
+/// Counts the requests of a stand-in by their kind, keeps the last of each, and holds answers that
+/// someone wants given in place of its own. Not safe for several threads.
 class RequestLedger {
  public:
   /// A further request of this kind; the answer laid in for it, if there is one.
-  std::optional<HttpResponse> enter(std::string_view kind);
+  std::optional<HttpResponse> enter(std::string_view kind, const ServedRequest& request);
 
   void count(std::string_view kind) { ++counts_[std::string(kind)]; }
   void layIn(std::string_view kind, HttpResponse answer);
   const std::map<std::string, int>& counts() const { return counts_; }
+  /// Empty before the first of its kind.
+  std::string lastBody(std::string_view kind) const;
 
  private:
   std::map<std::string, int> counts_;
+  std::map<std::string, std::string> lastBodies_;
   std::map<std::string, std::deque<HttpResponse>> laidIn_;
 };
 

@@ -87,7 +87,7 @@ HttpResponse SalesforceStandIn::operator()(const ServedRequest& request) {
   if (route == nullptr) {
     return apiError(404, "NOT_FOUND", "The requested resource does not exist");
   }
-  if (auto laidIn = ledger_.enter(route->kind)) return std::move(*laidIn);
+  if (auto laidIn = ledger_.enter(route->kind, request)) return std::move(*laidIn);
   if (route->needsToken && !holdsValidToken(request)) {
     return apiError(401, "INVALID_SESSION_ID", "Session expired or invalid");
   }

@@ -25,6 +25,12 @@ class StandIn {
     return ledger_.counts();
   }
 
+  /// The body of the last request of a kind.
+  std::string lastBody(std::string_view kind) const {
+    const std::lock_guard guard(lock_);
+    return ledger_.lastBody(kind);
+  }
+
  protected:
   StandIn() = default;
   ~StandIn() = default;

@@ -40,45 +40,6 @@ class Durability : public testing::Test {
   World world;
 };
 
-TEST_F(Durability, AKillAtAnyMomentLeavesWholeFilesAndNoSeenMessageWithoutRecord) {
-  constexpr int messages = 20;
-  for (int number = 0; number < messages; ++number) deliver(number);
-  const auto check = [&] {
-    const auto recorded = world.recorded();
-    ASSERT_TRUE(recorded) << "processed-ids.json is no whole file";
-    std::ifstream config(world.home.configFile());
-    EXPECT_TRUE(nlohmann::json::accept(config));
-    for (const auto& [id, flags] : server.flags("kim")) {
-      EXPECT_TRUE(flags.find('S') == std::string::npos || recorded->contains(id)) << id;
-    }
-  };
-
-  int kills = 0;
-  // In the middle of the n-th question to the model, and right after the n-th decision, where the
-  // record is written and the flag goes out.
-  for (const bool whileAsking : {true, false, true, false, false, false}) {
-    sandbox::ChildProcess program(world.home.command({"monitor", "--once", "--json"}));
-    const int asked = model.requests();
-    ASSERT_TRUE(eventually(
-        [&] {
-          const std::string output = program.output();
-          return whileAsking ? model.requests() > asked + kills
-                             : output.find("\"actionDone\"") != std::string::npos;
-        },
-        20s))
-        << program.errors();
-    program.signal(SIGKILL);
-    ASSERT_EQ(program.wait(5s)->status, 128 + SIGKILL);
-    ++kills;
-    check();
-  }
-  const auto last = world.onePass();
-  EXPECT_EQ(last.status, 0) << last.errors;
-  check();
-  EXPECT_EQ(world.recorded()->size(), static_cast<std::size_t>(messages));
-  EXPECT_LE(model.requests(), messages + kills);
-}
-
 // The account that may not write; for root the ordinary one of nobody.
 struct Account {
   std::optional<uid_t> user;
@@ -119,54 +80,6 @@ TEST_F(Durability, AReadOnlyFolderCostsTheRecordButNotTheRun) {
     EXPECT_TRUE(name == "config.json" || name == "secrets.json" || name == "monitor.lock")
         << name << " was left behind";
   }
-}
-
-// A file can be begun, and its bytes do not all fit.
-TEST_F(Durability, AFullDiskCostsTheNewRecordButNoFile) {
-  deliver(1);
-  ASSERT_EQ(world.onePass().status, 0);
-  const auto filesOf = [&] {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::directory_iterator(world.home.dataFolder())) {
-      if (entry.path().extension() == ".lock") continue;
-      std::ifstream in(entry.path());
-      files[entry.path().filename()] = {std::istreambuf_iterator<char>(in), {}};
-    }
-    return files;
-  };
-  const auto before = filesOf();
-  const auto runFull = [&](std::vector<std::string> arguments, const std::string& input) {
-    sandbox::Command command = world.home.command(std::move(arguments));
-    command.fileSizeLimit = 5;
-    sandbox::ChildProcess program(command);
-    program.finishInput(input);
-    const auto ending = program.wait(30s);
-    EXPECT_TRUE(ending);
-    EXPECT_EQ(filesOf(), before);
-    return std::pair(ending ? ending->status : -1, program.errors());
-  };
-
-  deliver(2);
-  deliver(3);
-  const auto [status, errors] = runFull({"monitor", "--once", "--json"}, "");
-  EXPECT_EQ(status, 0) << errors;
-  for (const char* id : {"<2@x>", "<3@x>"}) EXPECT_TRUE(server.seen("kim", id));
-  const std::string line = "[Halcyra] Handled messages cannot be recorded: make room on the disk";
-  const std::size_t first = errors.find(line);
-  EXPECT_NE(first, std::string::npos) << errors;
-  EXPECT_EQ(errors.find(line, first + 1), std::string::npos) << "said more than once";
-  const std::pair<std::vector<std::string>, const char*> writers[] = {
-      {{"config", "set", "llmModel", "m"}, "config.json: File too large"},
-      {{"secret", "set", "llm.apiKey"}, "secrets.json cannot be written and stays as it was"}};
-  for (const auto& [arguments, told] : writers) {
-    const auto [failed, why] = runFull(arguments, "new\n");
-    EXPECT_EQ(failed, 1) << told;
-    EXPECT_NE(why.find(told), std::string::npos) << why;
-  }
-
-  const int asked = model.requests();
-  EXPECT_EQ(world.onePass().status, 0);
-  EXPECT_EQ(model.requests(), asked) << "what was marked is not handled again";
 }
 
 // Settings and records are read at the start. What others do to the files meanwhile neither

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "ProviderWorld.h"
 #include "RawServer.h"
@@ -13,6 +14,9 @@
 #include "sandbox/SampleMail.h"
 #include "sandbox/SubmissionServer.h"
 #include "support/FileContent.h"
+#include "support/Journal.h"
+#include "support/KeyringSession.h"
+#include "support/OwnMounts.h"
 #include "text/Base64.h"
 #include "text/PercentEncoding.h"
 #include "text/WithoutSecrets.h"
@@ -78,8 +82,22 @@ class Secrecy : public testing::Test, protected ProviderWorld {
           {{{"id", "1"}, {"kind", "createSalesforceLead"}, {"connectionId", "sf"}},
            {{"id", "2"}, {"kind", "createDynamicsLead"}, {"connectionId", "dyn"}}}}}};
     home.save();
+    storePasswords();
+  }
+
+  void storePasswords() const {
+    home.storeSecret("imap.password", secrets[0]);
     home.storeSecret("smtp.password.account.m", secrets[1]);
     home.storeSecret("llm.apiKey", secrets[2]);
+  }
+
+  // From then on secrets are kept by the desktop's service.
+  void useKeyring() {
+    keyring.emplace();
+    home.environment["HALCYRA_KEYCHAIN"] = "secret-service";
+    home.environment["DBUS_SESSION_BUS_ADDRESS"] = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    fs::remove(home.dataFolder() / "secrets.json");
+    storePasswords();
   }
 
   // Access tokens that are about to expire, so that new ones are fetched; all begin alike.
@@ -93,6 +111,17 @@ class Secrecy : public testing::Test, protected ProviderWorld {
     secrets.push_back(tokens.accessToken);
     secrets.push_back(*tokens.refreshToken);
     return tokens;
+  }
+
+  // The authorization code and the PKCE verifier that a provider was shown last.
+  void keepProof(const sandbox::StandIn& provider) {
+    std::size_t found = 0;
+    for (const QueryItem& item : queryItems(provider.lastBody("token"))) {
+      if (item.name != "code" && item.name != "code_verifier") continue;
+      secrets.push_back(*item.value);
+      ++found;
+    }
+    EXPECT_EQ(found, 2u);
   }
 
   HttpResponse answer(const sandbox::ServedRequest& request) {
@@ -110,7 +139,7 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   std::string runCaptured(std::vector<std::string> arguments, int status,
                           const Meanwhile& meanwhile = {}) {
     const mode_t mask = umask(0);
-    sandbox::ChildProcess program(home.command(arguments));
+    sandbox::ChildProcess program(withJournal(home.command(arguments)));
     umask(mask);
     if (meanwhile) meanwhile(program);
     program.finishInput();
@@ -120,11 +149,24 @@ class Secrecy : public testing::Test, protected ProviderWorld {
       const std::string now = shownBy(std::to_string(program.id()));
       if (shown.find(now) == std::string::npos) shown += now;
       ending = program.wait(10ms);
+      while (const auto entry = journal.next()) journalled += entry->datagram + entry->file;
     }
     const std::string text = program.output() + program.errors();
     said += text;
     EXPECT_TRUE(ending && ending->status == status) << json(arguments) << text;
     return text;
+  }
+
+  // The program finds our journal where it looks for that of the system.
+  sandbox::Command withJournal(sandbox::Command command) const {
+    if (!isolation) return command;
+    const std::string mounts =
+        "/bin/mount -t tmpfs none /run && /bin/mkdir -p /run/systemd/journal && "
+        ": >/run/systemd/journal/socket && "
+        "/bin/mount --bind \"$0\" /run/systemd/journal/socket && exec \"$@\"";
+    const std::string before[] = {"unshare", *isolation, "/bin/sh", "-c", mounts, journalPath};
+    command.arguments.insert(command.arguments.begin(), std::begin(before), std::end(before));
+    return command;
   }
 
   // A run against a server that repeats the secret; what it says to that.
@@ -153,8 +195,12 @@ class Secrecy : public testing::Test, protected ProviderWorld {
 
   void TearDown() override {
     expectNoSecretIn(said, "what was said");
+    expectNoSecretIn(journalled, "the journal");
+    EXPECT_EQ(journalled.find("MESSAGE=[Halcyra] ") != std::string::npos, isolation.has_value());
+    if (!isolation) std::cout << "note: no journal to search, since this user may not mount\n";
     EXPECT_NE(shown.find("monitor"), std::string::npos);
     expectNoSecretIn(shown, "arguments and environment");
+    EXPECT_NE(fs::exists(home.dataFolder() / "secrets.json"), keyring.has_value());
     EXPECT_EQ(fs::status(home.dataFolder()).permissions(), fs::perms(0700));
     for (const auto& entry : fs::recursive_directory_iterator(home.folder())) {
       if (!entry.is_regular_file()) continue;
@@ -167,15 +213,26 @@ class Secrecy : public testing::Test, protected ProviderWorld {
   }
 
   std::vector<std::string> secrets;
+  std::optional<KeyringSession> keyring;
   std::atomic<bool> modelEchoes = false;
   std::string shown;  // by processes
   std::string said;   // on standard output and error
+  std::string journalled;
+  const std::optional<std::string> isolation = ownMounts();
+  const std::string journalPath = (home.folder() / "journal").string();
+  Journal journal{journalPath};
   sandbox::DovecotServer dovecot{{.users = {{"kim", password}}}};
   sandbox::SubmissionServer submission{{.users = {{"kim", "damson/4Kp+"}}}};
   sandbox::LoopbackHttpServer spy{[this](const auto& request) { return answer(request); }};
 };
 
-TEST_F(Secrecy, WhatWorksTellsNoSecret) {
+class SecrecyOfWhatWorks : public Secrecy, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Keychains, SecrecyOfWhatWorks, testing::Values("file", "service"),
+                         [](const auto& each) { return std::string(each.param); });
+
+TEST_P(SecrecyOfWhatWorks, NoSecretIsTold) {
+  if (std::string_view(GetParam()) == "service") useKeyring();
   signInEverywhere();
   deliverEverywhere("1");
   runCaptured({"config", "set", "llmModel", "n"}, 0);
@@ -269,8 +326,14 @@ TEST_F(Secrecy, SignInsTellNoSecret) {
     opened(printedAddress(program) + "&decision=allow");
   };
   providers.google.answerNext("token", {400, {}, jsonEchoOf(googleSecret)});
+  const sandbox::StandIn* const signedInAt[] = {&providers.google, &providers.microsoft,
+                                                &providers.salesforce};
   runCaptured(signIns[0], 1, allow);
-  for (const auto& command : signIns) runCaptured(command, 0, allow);
+  keepProof(providers.google);
+  for (std::size_t i = 0; i < std::size(signIns); ++i) {
+    runCaptured(signIns[i], 0, allow);
+    keepProof(*signedInAt[i]);
+  }
   toOutlook("<o1@x>", "chain");
   runCaptured({"monitor", "--once"}, 0);
   EXPECT_EQ(providers.salesforce.leads().size(), 1u) << said;

@@ -17,7 +17,8 @@ const Exchange mailboxes[] = {{"IMAP", "imap", "forward", {}},
 void expectEachHandledOnce(const FaultWorld& world) {
   EXPECT_EQ(world.recorded(), world.messages());
   EXPECT_EQ(world.seen(), world.messages());
-  EXPECT_EQ(world.sent(), world.messages());
+  EXPECT_EQ(world.sent().size(), world.messages().size());
+  for (const auto& [what, times] : world.sent()) EXPECT_EQ(times, 1) << what;
   EXPECT_EQ(world.log(), std::vector<std::string>{});
 }
 

@@ -10,11 +10,24 @@ namespace {
 
 using nlohmann::json;
 
+std::string idOf(std::uint32_t number) {
+  return "<" + std::to_string(number) + "@x>";
+}
+
+// Which message a text is about, by the number in its subject; 0 when the subject was struck.
+std::uint32_t messageIn(const std::string& text) {
+  const std::string subject = "Hello ";
+  const std::size_t at = text.find(subject);
+  return at == text.npos ? 0 : static_cast<std::uint32_t>(std::atoi(&text[at + subject.size()]));
+}
+
 HttpResponse modelAnswer(const char* rule, const sandbox::ServedRequest& request) {
   const bool readsALead = request.body.find("first_name") != std::string::npos;
-  const json reply = readsALead
-                         ? json{{"subject", "S"}, {"last_name", "Lee"}, {"company_name", "C"}}
-                         : json{{"rule_id", rule}, {"confidence", 0.9}, {"draft_reply", "Yes."}};
+  const json reply =
+      readsALead ? json{{"subject", "S"},
+                        {"last_name", "Lee"},
+                        {"company_name", "Hello " + std::to_string(messageIn(request.body))}}
+                 : json{{"rule_id", rule}, {"confidence", 0.9}, {"draft_reply", "Yes."}};
   const json body = {{"choices", {{{"message", {{"content", reply.dump()}}}}}}};
   return {200, {{"Content-Type", "application/json"}}, body.dump()};
 }
@@ -96,6 +109,9 @@ FaultWorld::FaultWorld(const Exchange& exchange, Fault fault, TimePoint start)
   // A length that was struck makes one side wait for more. Where a loaded machine makes a healthy
   // answer late, there is a second fault, which must be survived as well.
   if (isFlip(fault.kind)) http_.patience = std::chrono::milliseconds(100);
+  if (sockets_ && (isFlip(fault.kind) || fault.kind == FaultKind::stall)) {
+    sockets_->limits.connect = sockets_->limits.silence = std::chrono::milliseconds(50);
+  }
   person_.way = [this](std::unique_ptr<ByteStream> redirect) {
     return exchange_.faulty.contains(Peer::browser) ? overWire(std::move(redirect), wire_)
                                                     : std::move(redirect);
@@ -167,11 +183,12 @@ void FaultWorld::signIn() {
 
 void FaultWorld::deliver() {
   // Multiples of eleven, which no flipped bit turns into each other.
-  const auto uid = static_cast<std::uint32_t>(++delivered_ * 11);
-  const std::string text =
-      sandbox::simpleMessage("<" + std::to_string(uid) + "@x>", "Hello", "Text.");
+  const std::uint32_t uid = ++delivered_ * 11;
+  const std::string number = std::to_string(uid);
+  const std::string text = sandbox::simpleMessage(idOf(uid), "Hello " + number, "Text.");
   const TimePoint now = clock_.now();
   if (arrivesAt("imap")) {
+    const std::lock_guard held(mailLock_);
     imap_.messages[uid].text = text;
   } else if (arrivesAt("gmail")) {
     providerIds_.push_back(servers_.google.deliver(text, {"INBOX", "UNREAD"}, now));
@@ -180,12 +197,17 @@ void FaultWorld::deliver() {
   }
 }
 
+StreamConnector& FaultWorld::mailConnector() {
+  if (!exchange_.faulty.contains(Peer::mailServer)) return mailServers_;
+  if (exchange_.carrier == Carrier::memory) return faultyMailServers_;
+  const bool encrypts = exchange_.carrier == Carrier::tls;
+  return sockets_.emplace(imap_, smtp_, mailLock_, wire_, encrypts, context_.get_executor());
+}
+
 AppServices FaultWorld::services() {
-  StreamConnector& mail = mailServers_;
-  StreamConnector& faultyMail = faultyMailServers_;
   return {.sync = {.main = context_.get_executor(),
                    .io = context_.get_executor(),
-                   .connector = exchange_.faulty.contains(Peer::mailServer) ? faultyMail : mail,
+                   .connector = mailConnector(),
                    .secrets = secrets_,
                    .clock = clock_,
                    .log = log_,
@@ -212,17 +234,31 @@ bool FaultWorld::isSeen(const std::string& providerId) const {
                             : servers_.microsoft.isRead(providerId);
 }
 
-std::size_t FaultWorld::seen() const {
-  const auto count =
-      std::ranges::count_if(imap_.messages, [](const auto& each) { return each.second.seen; }) +
-      std::ranges::count_if(providerIds_, [&](const std::string& id) { return isSeen(id); });
-  return static_cast<std::size_t>(count);
+std::set<std::string> FaultWorld::messages() const {
+  std::set<std::string> ids;
+  for (std::uint32_t number = 1; number <= delivered_; ++number) ids.insert(idOf(number * 11));
+  return ids;
+}
+
+std::set<std::string> FaultWorld::seen() const {
+  const std::lock_guard held(mailLock_);
+  std::set<std::string> ids;
+  for (const auto& [uid, message] : imap_.messages) {
+    if (message.seen) ids.insert(idOf(uid));
+  }
+  for (std::uint32_t i = 0; i < providerIds_.size(); ++i) {
+    if (isSeen(providerIds_[i])) ids.insert(idOf((i + 1) * 11));
+  }
+  return ids;
 }
 
 void FaultWorld::heal() {
   wire_.heal();
   http_.patience.reset();
   for (const auto& relay : relays_) relay->dropAll();
+  if (!sockets_) return;
+  sockets_->limits = {};
+  sockets_->dropAll();
 }
 
 std::string FaultWorld::signInByBrowser() {
@@ -261,15 +297,28 @@ std::string FaultWorld::credential() {
       .value_or("");
 }
 
-std::size_t FaultWorld::recorded() const {
+std::set<std::string> FaultWorld::recorded() const {
   const auto file = files_.contents.find("/data/processed-ids.json");
-  return file == files_.contents.end() ? 0 : json::parse(file->second).size();
+  std::set<std::string> ids;
+  if (file == files_.contents.end()) return ids;
+  for (const std::string key : json::parse(file->second)) {
+    ids.insert(key.substr(key.find('\x1e') + 1));
+  }
+  return ids;
 }
 
-std::size_t FaultWorld::sent() const {
-  return smtp_.accepted.size() + servers_.google.sentMail().size() +
-         servers_.microsoft.sentMail().size() + servers_.dataverse.leads().size() +
-         servers_.salesforce.leads().size();
+std::map<std::string, int> FaultWorld::sent() const {
+  const std::lock_guard held(mailLock_);
+  std::map<std::string, int> count;
+  const auto add = [&](const char* what, const std::string& text) {
+    ++count[what + (" of " + idOf(messageIn(text)))];
+  };
+  for (const auto& message : smtp_.accepted) add("forward", message.data);
+  for (const std::string& raw : servers_.google.sentMail()) add("forward", raw);
+  for (const json& message : servers_.microsoft.sentMail()) add("forward", message.dump());
+  for (const json& lead : servers_.dataverse.leads()) add("Dynamics lead", lead.dump());
+  for (const json& lead : servers_.salesforce.leads()) add("Salesforce lead", lead.dump());
+  return count;
 }
 
 }  // namespace halcyra

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -10,6 +13,7 @@
 #include "FaultyConnector.h"
 #include "FaultyRelay.h"
 #include "PersonAtBrowser.h"
+#include "SocketMailServers.h"
 #include "app/AppState.h"
 #include "app/Providers.h"
 #include "config/ConfigStore.h"
@@ -26,6 +30,9 @@ namespace halcyra {
 
 enum class Peer { mailServer, model, google, microsoft, dataverse, salesforce, browser };
 
+/// What the bytes between the program and the mail servers go through.
+enum class Carrier { memory, sockets, tls };
+
 /// What a pass over a mailbox talks about, and whose connections the fault may strike.
 struct Exchange {
   const char* name;
@@ -36,6 +43,7 @@ struct Exchange {
   std::set<Peer> faulty;
   /// So many forwards and leads come of a message.
   std::size_t sendsEach = 1;
+  Carrier carrier = Carrier::memory;
 };
 
 /// HTTP through curl, where a silence that the wire causes takes no time.
@@ -95,11 +103,12 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   /// What is stored of that sign-in.
   std::string credential();
 
-  std::size_t messages() const { return delivered_; }
-  std::size_t seen() const;
-  std::size_t recorded() const;
-  /// Forwards, by whatever way, or leads.
-  std::size_t sent() const;
+  /// Message-IDs of all that was delivered, is marked at the server, is on record.
+  std::set<std::string> messages() const;
+  std::set<std::string> seen() const;
+  std::set<std::string> recorded() const;
+  /// How often what went out: "forward of <11@x>", by whatever way, or a lead.
+  std::map<std::string, int> sent() const;
   std::size_t crossed() const { return wire_.crossed(); }
   std::vector<std::string> log() const { return log_.lines(); }
   ZonedClock& clock() { return clock_; }
@@ -117,6 +126,7 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
     SubmissionDouble& smtp_;
   };
 
+  StreamConnector& mailConnector();
   bool arrivesAt(std::string_view mailbox) const { return exchange_.mailbox == mailbox; }
   bool isSeen(const std::string& providerId) const;
   std::string addressOf(Peer peer, const sandbox::LoopbackHttpServer& server);
@@ -137,11 +147,13 @@ class FaultWorld : SuggestionPresenter, TriageObserver, Notifications {
   const Endpoints endpoints_ = endpoints();
   IMAPDouble imap_;
   SubmissionDouble smtp_;
-  std::size_t delivered_ = 0;
+  std::uint32_t delivered_ = 0;
   std::vector<std::string> providerIds_;
   MailServers mailServers_{imap_, smtp_};
   FaultyConnector faultyMailServers_{mailServers_, wire_};
   boost::asio::io_context context_;
+  mutable std::mutex mailLock_;  // for the messages of both mail servers
+  std::optional<SocketMailServers> sockets_;
   PersonAtBrowser person_{context_.get_executor()};
   MemoryFiles files_;
   MemoryKeychain keychain_;

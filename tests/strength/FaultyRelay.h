@@ -24,6 +24,7 @@ class FaultyRelay {
   /// Ends the connections that are open.
   void dropAll();
 
+  std::uint16_t port() const { return port_; }
   std::string baseURL() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
  private:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "FaultWorld.h"
+#include "LiveMemory.h"
 #include "support/LongRun.h"
 
 namespace halcyra {
@@ -20,24 +21,32 @@ std::size_t sizeOfSignIn(const Exchange& exchange) {
   return world.crossed();
 }
 
+void strikeSignIn(const Exchange& exchange, Fault fault) {
+  FaultWorld world(exchange, fault);
+  const std::string before = world.credential();
+  const std::string failure = world.signInByBrowser();
+  EXPECT_EQ(world.credential() == before, !failure.empty()) << failure;
+  EXPECT_TRUE(failure.empty() || fault.kind != FaultKind::split) << failure;
+  world.heal();
+  const std::string between = world.credential();
+  EXPECT_EQ(world.signInByBrowser(), "");
+  EXPECT_NE(world.credential(), between);
+}
+
 TEST(FaultySignIn, WhatIsStoredIsTheOldOrTheNewAndTheNextSignInWorks) {
   for (const Exchange& exchange : signIns) {
     const std::size_t size = sizeOfSignIn(exchange);
     EXPECT_GT(size, 500u);
     for (const FaultKind kind : allFaults) {
-      for (std::size_t at = 0; at < size && !HasFailure(); at += walkingStep(103)) {
+      strikeSignIn(exchange, {kind, 0});
+      const LiveMemory before = LiveMemory::now();
+      std::size_t strikes = 0;
+      for (std::size_t at = 0; at < size && !HasFailure(); at += walkingStep(103), ++strikes) {
         SCOPED_TRACE(std::string(exchange.name) + ": " + std::string(nameOf(kind)) + " at byte " +
                      std::to_string(at));
-        FaultWorld world(exchange, {kind, at});
-        const std::string before = world.credential();
-        const std::string failure = world.signInByBrowser();
-        EXPECT_EQ(world.credential() == before, !failure.empty()) << failure;
-        EXPECT_TRUE(failure.empty() || kind != FaultKind::split) << failure;
-        world.heal();
-        const std::string between = world.credential();
-        EXPECT_EQ(world.signInByBrowser(), "");
-        EXPECT_NE(world.credential(), between);
+        strikeSignIn(exchange, {kind, at});
       }
+      expectAllGivenBack(before, strikes);
     }
   }
 }
