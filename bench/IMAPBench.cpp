@@ -115,7 +115,7 @@ void run() {
   for (const char* wire : {"plain", "tls"}) {
     Comparison small(server, few, wire), large(server, many, wire);
     // In turn, so that both sizes meet the same machine.
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < 5; ++round) {
       small.run(3);
       large.run(1);
     }

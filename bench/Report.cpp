@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace halcyra::bench {
 namespace {
@@ -19,6 +20,15 @@ std::string quantity(double value, const std::string& unit) {
   return text;
 }
 
+// The two of one round with each other, since the machine may be slower in the next.
+double comparedByRound(const std::vector<double>& ours, const std::vector<double>& theirs) {
+  std::vector<double> ratios;
+  for (std::size_t round = 0; round < ours.size(); ++round) {
+    ratios.push_back(ours[round] / theirs[round]);
+  }
+  return median(std::move(ratios));
+}
+
 }  // namespace
 
 double median(std::vector<double> values) {
@@ -30,7 +40,9 @@ double median(std::vector<double> values) {
 void printRatio(const std::string& measure, const std::string& unit,
                 const std::vector<double>& ours, const std::vector<double>& theirs, double goal) {
   const double own = median(ours), other = median(theirs);
-  printLine(measure, quantity(own, unit), quantity(other, unit), own / other, goal);
+  const bool hasRounds = ours.size() == theirs.size();
+  const double compared = hasRounds ? comparedByRound(ours, theirs) : own / other;
+  printLine(measure, quantity(own, unit), quantity(other, unit), compared, goal);
 }
 
 void printValue(const std::string& measure, const std::string& unit, double value, double goal) {
