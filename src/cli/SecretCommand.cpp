@@ -51,7 +51,7 @@ void requireUsableValue(const std::string& key, const std::string& value) {
 
 int set(Session& session, const std::string& key) {
   requireKnownKey(key);
-  secretsTurn(session);  // a refusal comes before the question, and nobody waits for the answer
+  secretsTurn(session);  // refused before the question, and not held while it waits
   std::string value = session.interactive
                           ? readHiddenLine("Value of " + key + " (not shown): ")
                           : readSource(standardInput, session.in, longestSecretBytes);

@@ -11,8 +11,8 @@
 
 namespace halcyra {
 
-/// One exchange, never repeated. Throws ProviderError of the domain, with ProviderError::notHTTP, for
-/// an answer that was not HTTP, else HttpError as the transport gave it.
+/// One exchange, never repeated. Throws ProviderError of the domain, with ProviderError::notHTTP,
+/// for an answer that was not HTTP, else HttpError as the transport gave it.
 Task<HttpResponse> performFor(HttpClient& http, HttpRequest request, std::string domain);
 
 /// A call to a provider's token endpoint.
