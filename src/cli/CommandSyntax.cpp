@@ -42,6 +42,13 @@ void CommandSyntax::port(const std::string& name, std::int64_t& value,
   app_->add_option(name, value, help)->check(CLI::Range(1, 65535))->capture_default_str();
 }
 
+void CommandSyntax::refusesMore(const std::string& why) const {
+  app_->allow_extras();
+  app_->parse_complete_callback([app = app_, why] {
+    if (app->remaining_size() > 0) throw CLI::ArgumentMismatch(why);
+  });
+}
+
 void CommandSyntax::footer(const std::string& text) const {
   app_->footer(text);
 }

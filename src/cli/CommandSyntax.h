@@ -52,6 +52,9 @@ class CommandSyntax {
   /// A number from 1 to 65535; its present value is shown as the default.
   void port(const std::string& name, std::int64_t& value, const std::string& help) const;
 
+  /// Whatever the line has beyond what is described is refused with these words and not repeated.
+  void refusesMore(const std::string& why) const;
+
   /// Stands below the help.
   void footer(const std::string& text) const;
 

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <map>
 
+#include "classification/LLMClient.h"
 #include "cli/SendingWarnings.h"
 #include "config/ConfigJson.h"
+#include "platform/LoopbackURL.h"
+#include "text/Case.h"
 #include "text/ControlCharacters.h"
 #include "text/Trim.h"
 
@@ -118,6 +121,20 @@ void warnOfRules(const AppConfig& config, Warnings& warnings) {
   }
 }
 
+void warnOfModel(const AppConfig& config, Warnings& warnings) {
+  if (config.llmMaxBodyChars <= 0) {
+    warnings.push_back("llmMaxBodyChars: is not above 0, so the model gets no mail text");
+  }
+  try {
+    const std::string url = chatCompletionsURL(config.llmBaseURL);
+    if (asciiLowercased(url).starts_with("https:") || isLoopbackURL(url)) return;
+    warnings.push_back(
+        "llmBaseURL: is no https address, so mail text and any key go out unencrypted");
+  } catch (const LLMError&) {
+    warnings.push_back("llmBaseURL: is no http or https address, so no model can be asked");
+  }
+}
+
 std::string counted(std::size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
@@ -131,9 +148,7 @@ std::vector<std::string> configWarnings(const AppConfig& config) {
   warnOfRules(config, warnings);
   warnOfIds("rules", config.rules, warnings);
   for (std::string& warning : sendingWarnings(config)) warnings.push_back(std::move(warning));
-  if (config.llmMaxBodyChars <= 0) {
-    warnings.push_back("llmMaxBodyChars: is not above 0, so the model gets no mail text");
-  }
+  warnOfModel(config, warnings);
   return warnings;
 }
 

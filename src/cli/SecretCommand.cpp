@@ -81,8 +81,8 @@ int remove(Session& session, const std::string& key) {
   return 0;
 }
 
-void addKeyed(const CommandSyntax& group, const char* name, const char* help,
-              int (*body)(Session&, const std::string&)) {
+CommandSyntax addKeyed(const CommandSyntax& group, const char* name, const char* help,
+                       int (*body)(Session&, const std::string&)) {
   auto key = std::make_shared<std::string>();
   const CommandSyntax command = group.command(name, help);
   command.value("KEY", *key, "The secret", {.isRequired = true});
@@ -92,6 +92,7 @@ void addKeyed(const CommandSyntax& group, const char* name, const char* help,
       "mailbox\n"
       "or of a CRM connection.");
   command.runs([key, body](Session& session) { return body(session, *key); });
+  return command;
 }
 
 }  // namespace
@@ -99,7 +100,10 @@ void addKeyed(const CommandSyntax& group, const char* name, const char* help,
 void addSecretCommand(const CommandSyntax& program) {
   const CommandSyntax group = program.command("secret", "Keep passwords and keys in the keychain");
   addKeyed(group, "set",
-           "Store a secret that is read from standard input, on a terminal without echo", set);
+           "Store a secret that is read from standard input, on a terminal without echo", set)
+      .refusesMore(
+          "the value does not go on the command line, which other programs can read; it is asked "
+          "for, or read from standard input");
   group.command("list", "List the keys that have a secret, never their values").runs(list);
   addKeyed(group, "remove", "Remove a secret", remove);
 }

@@ -33,6 +33,7 @@ TEST(CommandLine, WrongUsageIsOneLineThatSaysWhereToLook) {
        "there is no secret \"password\"; the keys are: imap.password, llm.apiKey, smtp.password, "
        "smtp.password.account.ID, oauth.credential.ID, oauth.salesforce, oauth.salesforce.ID"},
       {{"secret", "set", "oauth.credential."}, "there is no secret \"oauth.credential.\"; "},
+      {{"secret", "set", "llm.apiKey", "a", "-sk-1"}, "the value does not go on the command line, "},
   };
   for (const auto& [arguments, message] : cases) {
     Program program;
@@ -41,6 +42,7 @@ TEST(CommandLine, WrongUsageIsOneLineThatSaysWhereToLook) {
     EXPECT_EQ(result.out, "");
     EXPECT_TRUE(result.err.starts_with("halcyra-cli: " + message)) << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.err.find("sk-1"), result.err.npos);
   }
 }
 

@@ -114,6 +114,11 @@ TEST(ConfigCheck, SlipsAreNamedWithTheirPlace) {
       {[](AppConfig& c) { c.rules[0].id = " "; }, {"rules[0].id: is empty"}},
       {[](AppConfig& c) { c.llmMaxBodyChars = 0; },
        {"llmMaxBodyChars: is not above 0, so the model gets no mail text"}},
+      {[](AppConfig& c) { c.llmBaseURL = "api.x/v1"; },
+       {"llmBaseURL: is no http or https address, so no model can be asked"}},
+      {[](AppConfig& c) { c.llmBaseURL = "http://api.x/v1"; },
+       {"llmBaseURL: is no https address, so mail text and any key go out unencrypted"}},
+      {[](AppConfig& c) { c.llmBaseURL = " http://localhost:8080/ "; }, {}},
   };
   for (const auto& [change, expected] : cases) {
     AppConfig config = soundConfig();
