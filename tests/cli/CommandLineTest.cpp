@@ -33,7 +33,8 @@ TEST(CommandLine, WrongUsageIsOneLineThatSaysWhereToLook) {
        "there is no secret \"password\"; the keys are: imap.password, llm.apiKey, smtp.password, "
        "smtp.password.account.ID, oauth.credential.ID, oauth.salesforce, oauth.salesforce.ID"},
       {{"secret", "set", "oauth.credential."}, "there is no secret \"oauth.credential.\"; "},
-      {{"secret", "set", "llm.apiKey", "a", "-sk-1"}, "the value does not go on the command line, "},
+      {{"secret", "set", "llm.apiKey", "a", "-sk-1"},
+       "the value does not go on the command line, "},
   };
   for (const auto& [arguments, message] : cases) {
     Program program;
