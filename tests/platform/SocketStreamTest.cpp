@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_future.hpp>
 #include <filesystem>
@@ -131,7 +132,6 @@ TEST_P(SocketStreamTest, WhatTheStreamHoldsIsGivenAfterAQuestionWithoutTheServer
 // The server holds its second piece back until the first is acknowledged, which the system would
 // put off for 40 ms.
 TEST_P(SocketStreamTest, AnAnswerInTwoPiecesTakesNoDelayedAcknowledgement) {
-  constexpr int rounds = 50;
   serve([](ServerSide& side) {
     while (side.read(1) == "?") {
       side.write("abc");
@@ -139,12 +139,16 @@ TEST_P(SocketStreamTest, AnAnswerInTwoPiecesTakesNoDelayedAcknowledgement) {
     }
   });
   const auto stream = connect();
-  const auto start = std::chrono::steady_clock::now();
-  for (int round = 0; round < rounds; ++round) {
+  std::vector<std::chrono::steady_clock::duration> rounds(50);
+  for (auto& round : rounds) {
+    const auto start = std::chrono::steady_clock::now();
     run(stream->send("?"));
     ASSERT_EQ(receiveText(*stream, 6), "abcdef");
+    round = std::chrono::steady_clock::now() - start;
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, rounds * 40ms / 2);
+  // The delay is 40 ms. A busy machine may hold up some rounds, hardly half of them.
+  std::ranges::nth_element(rounds, rounds.begin() + 25);
+  EXPECT_LT(rounds[25], 20ms);
   stream->close();
 }
 
