@@ -34,6 +34,13 @@ void extend(X509* x509, int extension, const std::string& value) {
   X509_EXTENSION_free(made);
 }
 
+std::shared_ptr<SSL_CTX> contextOf(const Certificate& certificate) {
+  std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+  SSL_CTX_use_certificate(context.get(), certificate.x509.get());
+  SSL_CTX_use_PrivateKey(context.get(), certificate.key.get());
+  return context;
+}
+
 }  // namespace
 
 Certificate Certificate::authority(const char* name) {
@@ -83,7 +90,7 @@ std::string ServerSide::read(std::size_t size) {
   return bytes;
 }
 
-LoopbackServer::LoopbackServer(Serve serve, const Certificate* certificate)
+LoopbackServer::LoopbackServer(Serve serve, const Certificate* certificate, int connections)
     : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -95,7 +102,9 @@ LoopbackServer::LoopbackServer(Serve serve, const Certificate* certificate)
     throw std::runtime_error("no loopback port");
   }
   port_ = ntohs(address.sin_port);
-  thread_ = std::thread([this, serve = std::move(serve), certificate] { run(serve, certificate); });
+  thread_ = std::thread([this, serve = std::move(serve), certificate, connections] {
+    run(serve, certificate, connections);
+  });
 }
 
 LoopbackServer::~LoopbackServer() {
@@ -104,27 +113,22 @@ LoopbackServer::~LoopbackServer() {
   ::close(listener_);
 }
 
-void LoopbackServer::run(const Serve& serve, const Certificate* certificate) {
+void LoopbackServer::run(const Serve& serve, const Certificate* certificate, int connections) {
   // OpenSSL's own sockets raise SIGPIPE; only the client's end is to live with the default.
   sigset_t broken;
   sigemptyset(&broken);
   sigaddset(&broken, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &broken, nullptr);
-  const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-  if (socket < 0) return;
-  if (!certificate) {
-    ServerSide side(socket, nullptr);
-    serve(side);
-  } else {
-    const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-    SSL_CTX_use_certificate(context.get(), certificate->x509.get());
-    SSL_CTX_use_PrivateKey(context.get(), certificate->key.get());
-    const std::shared_ptr<SSL> session(SSL_new(context.get()), SSL_free);
-    SSL_set_fd(session.get(), socket);
+  const std::shared_ptr<SSL_CTX> context = certificate ? contextOf(*certificate) : nullptr;
+  while (connections-- > 0) {
+    const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket < 0) return;
+    const std::shared_ptr<SSL> session(context ? SSL_new(context.get()) : nullptr, SSL_free);
+    if (session) SSL_set_fd(session.get(), socket);
     ServerSide side(socket, session.get());
-    if (SSL_accept(session.get()) == 1) serve(side);
+    if (!session || SSL_accept(session.get()) == 1) serve(side);
+    ::close(socket);
   }
-  ::close(socket);
 }
 
 }  // namespace halcyra

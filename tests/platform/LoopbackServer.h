@@ -30,23 +30,27 @@ class ServerSide {
   void write(const std::string& bytes);
   /// Reads exactly so many bytes; fewer when the client has closed.
   std::string read(std::size_t size);
+  /// The client goes on with an earlier TLS session.
+  bool resumes() const { return session_ && SSL_session_reused(session_) == 1; }
 
  private:
   int socket_;
   SSL* session_;
 };
 
-/// Serves one connection on a loopback port, plain or with TLS; ends with its destructor.
+/// Serves so many connections on a loopback port, one after the other, plain or with TLS; ends with
+/// its destructor.
 class LoopbackServer {
  public:
   using Serve = std::function<void(ServerSide&)>;
-  explicit LoopbackServer(Serve serve, const Certificate* certificate = nullptr);
+  explicit LoopbackServer(Serve serve, const Certificate* certificate = nullptr,
+                          int connections = 1);
   ~LoopbackServer();
 
   std::uint16_t port() const { return port_; }
 
  private:
-  void run(const Serve& serve, const Certificate* certificate);
+  void run(const Serve& serve, const Certificate* certificate, int connections);
 
   int listener_;
   std::uint16_t port_ = 0;

@@ -264,6 +264,27 @@ TEST_P(Connecting, OnlyAFittingCertificateIsAccepted) {
   }
 }
 
+TEST_P(Connecting, OnlyTheHostWhoseCertificateWasCheckedResumesASession) {
+  std::vector<bool> resumes;
+  const auto serve = [&](ServerSide& side) {
+    resumes.push_back(side.resumes());
+    side.write("x");
+  };
+  server_.emplace(serve, &certificate_, 4);
+  SocketConnector connector(context_.get_executor());
+  const auto visit = [&] {
+    const auto stream = run(connector.connect(endpoint()));
+    EXPECT_EQ(receiveText(*stream, 1), "x");
+    stream->close();
+  };
+  visit();
+  visit();
+  EXPECT_THROW(run(connector.connect(endpoint("127.0.0.1"))), StreamError);
+  visit();
+  server_.reset();
+  EXPECT_EQ(resumes, (std::vector{false, true, true}));
+}
+
 TEST_P(Connecting, FailuresNameThePeerAndTheReason) {
   LoopbackServer plain([](ServerSide& side) { side.write("* OK not TLS at all\r\n"); });
   LoopbackServer silent([](ServerSide& side) { side.read(1000); });

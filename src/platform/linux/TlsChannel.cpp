@@ -80,27 +80,47 @@ TlsContext::TlsContext() : context_(SSL_CTX_new(TLS_client_method())) {
   SSL_CTX_set_options(get(), SSL_OP_IGNORE_UNEXPECTED_EOF);
   SSL_CTX_set_mode(get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   SSL_CTX_set_read_ahead(get(), 1);
+  SSL_CTX_set_session_cache_mode(get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+  SSL_CTX_sess_set_new_cb(get(), TlsChannel::keepSession);
 }
 
 TlsChannel::TlsChannel(const TlsContext& context, int socket, Endpoint peer)
-    : peer_(std::move(peer)), wire_{.socket = socket}, session_(SSL_new(context.get())) {
-  BIO* const bio = session_ ? BIO_new(wireMethod()) : nullptr;
+    : peer_(std::move(peer)),
+      wire_{.socket = socket},
+      sessions_(context.sessions()),
+      connection_(SSL_new(context.get())) {
+  BIO* const bio = connection_ ? BIO_new(wireMethod()) : nullptr;
   if (!bio) throw noTls("no memory");
   BIO_set_data(bio, &wire_);
   BIO_set_init(bio, 1);
-  SSL_set_bio(session_.get(), bio, bio);
-  SSL_set_connect_state(session_.get());
+  SSL_set_bio(connection_.get(), bio, bio);
+  SSL_set_connect_state(connection_.get());
   nameThePeer();
+  SSL_set_app_data(connection_.get(), this);
+  const TlsSession earlier = sessions_->take(peer_);
+  if (earlier) SSL_set_session(connection_.get(), earlier.get());
+}
+
+// Without a goodbye OpenSSL would take the session for a broken one, but SMTP and IMAP have theirs.
+void TlsChannel::Free::operator()(SSL* connection) const {
+  SSL_set_shutdown(connection, SSL_SENT_SHUTDOWN);
+  SSL_free(connection);
+}
+
+int TlsChannel::keepSession(SSL* connection, SSL_SESSION* session) {
+  const auto& channel = *static_cast<TlsChannel*>(SSL_get_app_data(connection));
+  channel.sessions_->keep(channel.peer_, TlsSession(session));
+  return 1;  // the session is ours now
 }
 
 void TlsChannel::nameThePeer() {
   const char* const host = peer_.host.c_str();
   if (isAddress(peer_.host)) {
-    if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(session_.get()), host) == 1) return;
+    if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(connection_.get()), host) == 1) return;
   } else {
-    SSL_set_hostflags(session_.get(), X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-    if (SSL_set1_host(session_.get(), host) == 1 &&
-        SSL_set_tlsext_host_name(session_.get(), host) == 1) {
+    SSL_set_hostflags(connection_.get(), X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    if (SSL_set1_host(connection_.get(), host) == 1 &&
+        SSL_set_tlsext_host_name(connection_.get(), host) == 1) {
       return;
     }
   }
@@ -109,7 +129,7 @@ void TlsChannel::nameThePeer() {
 
 SocketTry TlsChannel::open() {
   ERR_clear_error();
-  const SocketTry attempt = outcome(SSL_do_handshake(session_.get()), 0);
+  const SocketTry attempt = outcome(SSL_do_handshake(connection_.get()), 0);
   if (attempt.result != SocketTry::Result::finished) return attempt;
   throw StreamError("No TLS connection with " + peerText(peer_) +
                     ": the server closed the connection.");
@@ -118,24 +138,24 @@ SocketTry TlsChannel::open() {
 SocketTry TlsChannel::read(std::span<char> room) {
   ERR_clear_error();
   std::size_t count = 0;
-  const int result = SSL_read_ex(session_.get(), room.data(), room.size(), &count);
+  const int result = SSL_read_ex(connection_.get(), room.data(), room.size(), &count);
   return outcome(result, count);
 }
 
 SocketTry TlsChannel::write(std::string_view bytes) {
   ERR_clear_error();
   std::size_t count = 0;
-  const int result = SSL_write_ex(session_.get(), bytes.data(), bytes.size(), &count);
+  const int result = SSL_write_ex(connection_.get(), bytes.data(), bytes.size(), &count);
   return outcome(result, count);
 }
 
 bool TlsChannel::holdsBytes() const {
-  return SSL_has_pending(session_.get()) == 1;
+  return SSL_has_pending(connection_.get()) == 1;
 }
 
 SocketTry TlsChannel::outcome(int result, std::size_t count) {
   if (result == 1) return {SocketTry::Result::moved, count};
-  switch (SSL_get_error(session_.get(), result)) {
+  switch (SSL_get_error(connection_.get(), result)) {
     case SSL_ERROR_WANT_READ:
       return {SocketTry::Result::needsReadable};
     case SSL_ERROR_WANT_WRITE:
@@ -145,12 +165,12 @@ SocketTry TlsChannel::outcome(int result, std::size_t count) {
     default:
       break;
   }
-  const long verified = SSL_get_verify_result(session_.get());
+  const long verified = SSL_get_verify_result(connection_.get());
   if (verified != X509_V_OK) {
     throw StreamError("The certificate of " + peerText(peer_) +
                       " does not fit: " + X509_verify_cert_error_string(verified) + ".");
   }
-  if (SSL_is_init_finished(session_.get())) {
+  if (SSL_is_init_finished(connection_.get())) {
     throw StreamError("The connection to " + peerText(peer_) + " broke: " + reason() + ".");
   }
   throw StreamError("No TLS connection with " + peerText(peer_) + ": " + reason() + ".");

@@ -7,24 +7,27 @@
 #include <string_view>
 
 #include "platform/linux/SocketChannel.h"
+#include "platform/linux/TlsSessions.h"
 
 namespace halcyra {
 
-/// What all TLS connections of the program share: TLS 1.2 or later and the system's trust store,
-/// which is OpenSSL's default; its environment variables SSL_CERT_FILE and SSL_CERT_DIR name
-/// another.
+/// What all TLS connections of the program share: TLS 1.2 or later, the sessions to go on with, and
+/// the system's trust store, which is OpenSSL's default; its environment variables SSL_CERT_FILE
+/// and SSL_CERT_DIR name another.
 class TlsContext {
  public:
   /// Throws StreamError.
   TlsContext();
 
   SSL_CTX* get() const { return context_.get(); }
+  const std::shared_ptr<TlsSessions>& sessions() const { return sessions_; }
 
  private:
   struct Free {
     void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
   };
   std::unique_ptr<SSL_CTX, Free> context_;
+  std::shared_ptr<TlsSessions> sessions_ = std::make_shared<TlsSessions>();
 };
 
 /// TLS (RFC 8446, RFC 5246) as a client, with a check of the certificate against the peer's host
@@ -40,6 +43,9 @@ class TlsChannel : public SocketChannel {
   SocketTry write(std::string_view bytes) override;
   bool holdsBytes() const override;
 
+  /// Called by OpenSSL with a session that the peer of that connection has made.
+  static int keepSession(SSL* connection, SSL_SESSION* session);
+
   /// What OpenSSL's calls on the socket find and leave.
   struct Wire {
     int socket = -1;
@@ -49,7 +55,7 @@ class TlsChannel : public SocketChannel {
 
  private:
   struct Free {
-    void operator()(SSL* session) const { SSL_free(session); }
+    void operator()(SSL* connection) const;
   };
 
   void nameThePeer();
@@ -58,7 +64,8 @@ class TlsChannel : public SocketChannel {
 
   Endpoint peer_;
   Wire wire_;
-  std::unique_ptr<SSL, Free> session_;
+  std::shared_ptr<TlsSessions> sessions_;
+  std::unique_ptr<SSL, Free> connection_;
 };
 
 }  // namespace halcyra
