@@ -53,7 +53,8 @@ class ByteStream {
 struct Endpoint {
   std::string host;
   std::uint16_t port = 0;
-  /// TLS from the first byte, with the system's trust store and a check of the host name.
+  /// TLS from the first byte, with the system's trust store and a check of the host name, or a
+  /// session in which it was checked.
   bool implicitTLS = false;
 
   bool operator==(const Endpoint&) const = default;

@@ -34,10 +34,11 @@ void extend(X509* x509, int extension, const std::string& value) {
   X509_EXTENSION_free(made);
 }
 
-std::shared_ptr<SSL_CTX> contextOf(const Certificate& certificate) {
+std::shared_ptr<SSL_CTX> contextOf(const Reception& reception) {
   std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-  SSL_CTX_use_certificate(context.get(), certificate.x509.get());
-  SSL_CTX_use_PrivateKey(context.get(), certificate.key.get());
+  SSL_CTX_set_max_proto_version(context.get(), reception.newestTLS);
+  SSL_CTX_use_certificate(context.get(), reception.certificate->x509.get());
+  SSL_CTX_use_PrivateKey(context.get(), reception.certificate->key.get());
   return context;
 }
 
@@ -90,7 +91,7 @@ std::string ServerSide::read(std::size_t size) {
   return bytes;
 }
 
-LoopbackServer::LoopbackServer(Serve serve, const Certificate* certificate, int connections)
+LoopbackServer::LoopbackServer(Serve serve, Reception reception)
     : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -102,9 +103,7 @@ LoopbackServer::LoopbackServer(Serve serve, const Certificate* certificate, int 
     throw std::runtime_error("no loopback port");
   }
   port_ = ntohs(address.sin_port);
-  thread_ = std::thread([this, serve = std::move(serve), certificate, connections] {
-    run(serve, certificate, connections);
-  });
+  thread_ = std::thread([this, serve = std::move(serve), reception] { run(serve, reception); });
 }
 
 LoopbackServer::~LoopbackServer() {
@@ -113,14 +112,14 @@ LoopbackServer::~LoopbackServer() {
   ::close(listener_);
 }
 
-void LoopbackServer::run(const Serve& serve, const Certificate* certificate, int connections) {
+void LoopbackServer::run(const Serve& serve, Reception reception) {
   // OpenSSL's own sockets raise SIGPIPE; only the client's end is to live with the default.
   sigset_t broken;
   sigemptyset(&broken);
   sigaddset(&broken, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &broken, nullptr);
-  const std::shared_ptr<SSL_CTX> context = certificate ? contextOf(*certificate) : nullptr;
-  while (connections-- > 0) {
+  const std::shared_ptr<SSL_CTX> context = reception.certificate ? contextOf(reception) : nullptr;
+  while (reception.connections-- > 0) {
     const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket < 0) return;
     const std::shared_ptr<SSL> session(context ? SSL_new(context.get()) : nullptr, SSL_free);

@@ -38,19 +38,24 @@ class ServerSide {
   SSL* session_;
 };
 
-/// Serves so many connections on a loopback port, one after the other, plain or with TLS; ends with
-/// its destructor.
+/// How a LoopbackServer takes connections; with a certificate they have TLS.
+struct Reception {
+  const Certificate* certificate = nullptr;
+  int connections = 1;
+  int newestTLS = TLS1_3_VERSION;
+};
+
+/// Serves connections on a loopback port, one after the other; ends with its destructor.
 class LoopbackServer {
  public:
   using Serve = std::function<void(ServerSide&)>;
-  explicit LoopbackServer(Serve serve, const Certificate* certificate = nullptr,
-                          int connections = 1);
+  explicit LoopbackServer(Serve serve, Reception reception = {});
   ~LoopbackServer();
 
   std::uint16_t port() const { return port_; }
 
  private:
-  void run(const Serve& serve, const Certificate* certificate, int connections);
+  void run(const Serve& serve, Reception reception);
 
   int listener_;
   std::uint16_t port_ = 0;

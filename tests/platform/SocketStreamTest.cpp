@@ -48,7 +48,7 @@ class SocketStreamTest : public testing::TestWithParam<bool> {
     return result.get();
   }
   void serve(LoopbackServer::Serve serve) {
-    server_.emplace(std::move(serve), GetParam() ? &certificate_ : nullptr);
+    server_.emplace(std::move(serve), Reception{GetParam() ? &certificate_ : nullptr});
   }
   Endpoint endpoint(std::string host = "localhost") const {
     return {std::move(host), server_->port(), GetParam()};
@@ -265,24 +265,52 @@ TEST_P(Connecting, OnlyAFittingCertificateIsAccepted) {
 }
 
 TEST_P(Connecting, OnlyTheHostWhoseCertificateWasCheckedResumesASession) {
-  std::vector<bool> resumes;
-  const auto serve = [&](ServerSide& side) {
-    resumes.push_back(side.resumes());
-    side.write("x");
+  using Resumed = std::vector<bool>;
+  // A resumed session of TLS 1.2 brings no other, and each is used once.
+  for (const auto& [version, expected] : {std::pair{TLS1_3_VERSION, Resumed{false, true, true}},
+                                          {TLS1_2_VERSION, Resumed{false, true, false}}}) {
+    Resumed resumed;
+    const auto serve = [&](ServerSide& side) {
+      resumed.push_back(side.resumes());
+      side.write("x");
+    };
+    server_.emplace(serve, Reception{&certificate_, 5, version});
+    SocketConnector connector(context_.get_executor());
+    const auto visit = [&] {
+      const auto stream = run(connector.connect(endpoint()));
+      EXPECT_EQ(receiveText(*stream, 1), "x");
+      stream->close();
+    };
+    visit();
+    visit();
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_THROW(run(connector.connect(endpoint("127.0.0.1"))), StreamError);
+    }
+    visit();
+    server_.reset();
+    EXPECT_EQ(resumed, expected);
+  }
+}
+
+TEST(TlsSessions, AreGivenOutOnceAndToTheirPeerWithinAnHourOfTheCheck) {
+  const auto now = std::chrono::system_clock::now();
+  const Endpoint peer{"a", 1, true};
+  struct Case {
+    Endpoint asks;
+    std::chrono::system_clock::time_point checkedAt;
+    bool gets;
   };
-  server_.emplace(serve, &certificate_, 4);
-  SocketConnector connector(context_.get_executor());
-  const auto visit = [&] {
-    const auto stream = run(connector.connect(endpoint()));
-    EXPECT_EQ(receiveText(*stream, 1), "x");
-    stream->close();
-  };
-  visit();
-  visit();
-  EXPECT_THROW(run(connector.connect(endpoint("127.0.0.1"))), StreamError);
-  visit();
-  server_.reset();
-  EXPECT_EQ(resumes, (std::vector{false, true, true}));
+  for (const Case& c : {Case{peer, now, true},
+                        {peer, now - 59min, true},
+                        {peer, now - 61min, false},
+                        {peer, now + 61min, false},
+                        {{"b", 1, true}, now, false},
+                        {{"a", 2, true}, now, false}}) {
+    TlsSessions sessions;
+    sessions.keep(peer, {TlsSession(SSL_SESSION_new()), c.checkedAt});
+    EXPECT_EQ(sessions.take(c.asks).has_value(), c.gets);
+    EXPECT_FALSE(sessions.take(c.asks));
+  }
 }
 
 TEST_P(Connecting, FailuresNameThePeerAndTheReason) {

@@ -96,21 +96,38 @@ TlsChannel::TlsChannel(const TlsContext& context, int socket, Endpoint peer)
   SSL_set_bio(connection_.get(), bio, bio);
   SSL_set_connect_state(connection_.get());
   nameThePeer();
-  SSL_set_app_data(connection_.get(), this);
-  const TlsSession earlier = sessions_->take(peer_);
-  if (earlier) SSL_set_session(connection_.get(), earlier.get());
+  offerEarlierSession();
 }
 
-// Without a goodbye OpenSSL would take the session for a broken one, but SMTP and IMAP have theirs.
+// The closing of a connection sends no goodbye of TLS, since SMTP and IMAP have their own. OpenSSL
+// would give the session up then, so it is told that there was one.
 void TlsChannel::Free::operator()(SSL* connection) const {
   SSL_set_shutdown(connection, SSL_SENT_SHUTDOWN);
   SSL_free(connection);
 }
 
+// A server that does not go on with it makes a session of its own.
+void TlsChannel::offerEarlierSession() {
+  if (SSL_set_app_data(connection_.get(), this) != 1) throw noTls("no memory");
+  const std::optional<ResumableSession> earlier = sessions_->take(peer_);
+  if (!earlier) return;
+  SSL_set_session(connection_.get(), earlier->session.get());
+  offeredCheck_ = earlier->checkedAt;
+}
+
 int TlsChannel::keepSession(SSL* connection, SSL_SESSION* session) {
-  const auto& channel = *static_cast<TlsChannel*>(SSL_get_app_data(connection));
-  channel.sessions_->keep(channel.peer_, TlsSession(session));
+  static_cast<TlsChannel*>(SSL_get_app_data(connection))->keep(TlsSession(session));
   return 1;  // the session is ours now
+}
+
+// OpenSSL calls this, which no exception may pass.
+void TlsChannel::keep(TlsSession session) {
+  const bool resumes = SSL_session_reused(connection_.get()) == 1;
+  const auto checkedAt = resumes ? offeredCheck_ : std::chrono::system_clock::now();
+  try {
+    sessions_->keep(peer_, {std::move(session), checkedAt});
+  } catch (const std::bad_alloc&) {  // the next connection starts anew
+  }
 }
 
 void TlsChannel::nameThePeer() {

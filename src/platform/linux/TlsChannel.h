@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,8 +32,9 @@ class TlsContext {
 };
 
 /// TLS (RFC 8446, RFC 5246) as a client, with a check of the certificate against the peer's host
-/// name or address (RFC 6125). OpenSSL works on the socket directly, so that waiting is only ever
-/// for the socket and a wait that ends early leaves the TLS state whole.
+/// name or address (RFC 6125), or with a session in which it was checked. OpenSSL works on the
+/// socket directly, so that waiting is only ever for the socket and a wait that ends early leaves
+/// the TLS state whole.
 class TlsChannel : public SocketChannel {
  public:
   /// Throws StreamError. The socket must stay open as long as the channel is used.
@@ -43,7 +45,7 @@ class TlsChannel : public SocketChannel {
   SocketTry write(std::string_view bytes) override;
   bool holdsBytes() const override;
 
-  /// Called by OpenSSL with a session that the peer of that connection has made.
+  /// For TlsContext: OpenSSL's call with a session that the peer offers for later connections.
   static int keepSession(SSL* connection, SSL_SESSION* session);
 
   /// What OpenSSL's calls on the socket find and leave.
@@ -59,12 +61,15 @@ class TlsChannel : public SocketChannel {
   };
 
   void nameThePeer();
+  void offerEarlierSession();
+  void keep(TlsSession session);
   SocketTry outcome(int result, std::size_t count);
   std::string reason() const;
 
   Endpoint peer_;
   Wire wire_;
   std::shared_ptr<TlsSessions> sessions_;
+  std::chrono::system_clock::time_point offeredCheck_;
   std::unique_ptr<SSL, Free> connection_;
 };
 

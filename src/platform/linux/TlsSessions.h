@@ -2,9 +2,11 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,23 +19,28 @@ struct FreeTlsSession {
 };
 using TlsSession = std::unique_ptr<SSL_SESSION, FreeTlsSession>;
 
-/// What the next connection to a peer may go on with, so that no certificate is sent and checked
-/// anew (RFC 8446, section 2.2; RFC 5077). Only the host and port whose certificate was checked get
-/// it back, and only once (RFC 8446, appendix C.4). One for each peer is kept, the latest.
+/// What a further connection to a peer may go on with, so that no certificate is sent and checked
+/// anew (RFC 8446, section 2.2; RFC 5077; RFC 5246, section 7.3).
+struct ResumableSession {
+  TlsSession session;
+  /// When the peer's certificate was checked, in an earlier connection of the same session perhaps.
+  std::chrono::system_clock::time_point checkedAt;
+};
+
+/// The latest session of each peer. Only the host and port whose certificate was checked get it
+/// back: OpenSSL checks no name then. Only once, so that connections cannot be told to be the same
+/// client's (RFC 8446, appendix C.4), and not for long, since certificates expire.
 class TlsSessions {
  public:
-  void keep(const Endpoint& peer, TlsSession session) {
-    latest_[{peer.host, peer.port}] = std::move(session);
-  }
+  static constexpr std::chrono::hours longestWithoutCheck{1};
 
-  /// Null when there is none.
-  TlsSession take(const Endpoint& peer) {
-    const auto node = latest_.extract({peer.host, peer.port});
-    return node ? std::move(node.mapped()) : nullptr;
-  }
+  void keep(const Endpoint& peer, ResumableSession session);
+
+  /// Nothing when there is none.
+  std::optional<ResumableSession> take(const Endpoint& peer);
 
  private:
-  std::map<std::pair<std::string, std::uint16_t>, TlsSession> latest_;
+  std::map<std::pair<std::string, std::uint16_t>, ResumableSession> latest_;
 };
 
 }  // namespace halcyra
