@@ -57,8 +57,8 @@ class Comparison {
         arguments_{wire, std::to_string(wire == "tls" ? server.tlsPort() : server.port()),
                    mailbox.user, password, today()} {}
 
-  void run(int rounds) {
-    for (int round = 0; round < rounds; ++round) {
+  void run(int times) {
+    for (int time = 0; time < times; ++time) {
       once(bare_, {HALCYRA_BENCH_FOLDER "/bare_imap_fetch"});
       once(dropping_, {HALCYRA_BENCH_FOLDER "/imap_fetch", "drop"});
       once(parsing_, {HALCYRA_BENCH_FOLDER "/imap_fetch", "parse"});
