@@ -1,7 +1,6 @@
 #include "mail/HtmlScanners.h"
 
 #include <algorithm>
-#include <array>
 
 #include "text/Case.h"
 #include "text/RegexClasses.h"
@@ -104,20 +103,6 @@ bool mayBegin(std::string_view text, std::size_t position, std::string_view word
   if (position >= text.size()) return false;
   const char first = text[position];
   return asciiLower(first) == word.front() || !isAsciiByte(first);
-}
-
-// By byte: what may begin white space, as far as one byte tells. Beyond ASCII these are the lead
-// bytes of U+0085, U+00A0, U+1680, U+2000 to U+205F and U+3000.
-constexpr std::array<bool, 256> mayBeSpace = [] {
-  std::array<bool, 256> may{};
-  for (const unsigned char byte : std::string_view("\t\n\v\f\r \xC2\xE1\xE2\xE3")) may[byte] = true;
-  return may;
-}();
-
-// One space between two graphic characters of ASCII.
-bool isPlainSpace(std::string_view text, std::size_t position) {
-  return text[position] == ' ' && position + 1 < text.size() && text[position + 1] > ' ' &&
-         text[position + 1] < '\x7F';
 }
 
 }  // namespace
@@ -241,24 +226,6 @@ std::optional<Match> nextBlankRun(std::string_view text, std::size_t from) {
     if (!text.substr(begin + 1).starts_with("\n\n")) return npos;
     return std::min(text.find_first_not_of('\n', begin), text.size());
   });
-}
-
-std::optional<Match> nextWideSpace(std::string_view text, std::size_t from) {
-  for (std::size_t position = from; position < text.size();) {
-    if (!mayBeSpace[static_cast<unsigned char>(text[position])] || isPlainSpace(text, position)) {
-      ++position;
-      continue;
-    }
-    const std::size_t begin = position;
-    const char32_t c = nextCodePoint(text, position);
-    if (c == '\n' || !isWhiteSpace(c)) continue;
-    for (std::size_t next = position; next < text.size(); position = next) {
-      const char32_t following = nextCodePoint(text, next);
-      if (following == '\n' || !isWhiteSpace(following)) break;
-    }
-    if (position - begin > 1 || c != ' ') return Match{begin, position};
-  }
-  return std::nullopt;
 }
 
 std::size_t hrefBefore(std::string_view text, std::size_t equals) {

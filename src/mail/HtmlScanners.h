@@ -53,9 +53,6 @@ std::optional<Match> nextTableTag(std::string_view text, std::size_t from);
 /// \n{3,}
 std::optional<Match> nextBlankRun(std::string_view text, std::size_t from);
 
-/// [^\S\n]+, but for the runs that are one space already
-std::optional<Match> nextWideSpace(std::string_view text, std::size_t from);
-
 /// (?i)href\s* up to the "=" at `equals`: where it begins, or npos
 std::size_t hrefBefore(std::string_view text, std::size_t equals);
 

@@ -9,6 +9,7 @@
 #include "mail/QuotedPrintable.h"
 #include "text/RegexClasses.h"
 #include "text/Trim.h"
+#include "text/WideSpace.h"
 
 namespace halcyra {
 namespace {

@@ -14,6 +14,7 @@
 #include "text/RegexClasses.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"
+#include "text/WideSpace.h"
 
 namespace halcyra {
 namespace {
@@ -222,6 +223,29 @@ TEST(HtmlScanners, BoundedTagsCountCodePoints) {
         }
       }
     }
+  }
+}
+
+TEST(HtmlScanners, FindEverySpaceAtEveryPlace) {
+  constexpr std::size_t length = 40;
+  IcuRegex icu(R"([^\S\n]+)");
+  const auto check = [&icu](std::string_view space) {
+    for (std::size_t place = 0; place <= length; ++place) {
+      std::string text(length, 'x');
+      text.insert(place, space);
+      const std::string expected = icu.replaceAll(text, " ");
+      replaceMatches(text, " ", nextWideSpace);
+      ASSERT_EQ(text, expected) << testing::PrintToString(space) << " at " << place;
+    }
+  };
+  for (char32_t c = 0; c <= 0xFFFF; ++c) {
+    if (!isWhiteSpace(c)) continue;
+    std::string space;
+    appendUtf8(space, c);
+    check(space);
+  }
+  for (const std::string_view pair : {"  ", " \n", "\n ", "\n\n", " \t", " \u00A0", "\u3000 "}) {
+    check(pair);
   }
 }
 
