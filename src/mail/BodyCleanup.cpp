@@ -41,15 +41,31 @@ struct LineAhead {
   bool isLast = false;
 };
 
+// Takes the next line off the front, without blanks around it.
+std::string_view takeTrimmedLine(std::string_view& lines) {
+  const std::size_t end = std::min(lines.find('\n'), lines.size());
+  const std::string_view line = trimmedOf(lines.substr(0, end), blanks);
+  lines.remove_prefix(std::min(end + 1, lines.size()));
+  return line;
+}
+
 // The next lines of the text, trimmed, as many as there is room for; `begin` is moved behind them.
 std::span<const LineAhead> linesAhead(std::string_view text, std::size_t& begin, LineMemory& memory,
                                       std::span<LineAhead> room) {
+  // Short lines are put into lower case together, which takes less time than each for itself.
+  constexpr std::size_t longEnough = 2'048;
+  const std::size_t first = begin;
   std::size_t count = 0;
-  while (count < room.size() && begin <= text.size()) {
+  while (count < room.size() && begin <= text.size() && begin - first < longEnough) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     const std::string_view line = trimmedOf(text.substr(begin, end - begin), blanks);
     begin = end + 1;
-    room[count++] = {line, line.empty() ? 0 : memory.hashAhead(line), end == text.size()};
+    room[count++] = {line, 0, end == text.size()};
+  }
+  std::string_view lower = memory.lowered(text.substr(first, begin - first));
+  for (LineAhead& line : room.first(count)) {
+    const std::string_view form = takeTrimmedLine(lower);
+    if (!form.empty()) line.hash = memory.hashAhead(form);
   }
   return room.first(count);
 }

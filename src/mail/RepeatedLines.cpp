@@ -21,10 +21,14 @@ LineMemory::LineMemory(std::string_view text)
       placeBits_(std::min<int>(std::bit_width(text.size()), 32)),
       slots_(std::bit_ceil(std::max<std::size_t>(text.size() / 32, 256)), 0) {}
 
-std::uint64_t LineMemory::hashAhead(std::string_view line) {
-  lower_.assign(line);
+std::string_view LineMemory::lowered(std::string_view lines) {
+  lower_.assign(lines);
   lowercase(lower_);
-  const std::uint64_t hash = hash_(lower_);
+  return lower_;
+}
+
+std::uint64_t LineMemory::hashAhead(std::string_view lower) {
+  const std::uint64_t hash = hash_(lower);
   __builtin_prefetch(&slots_[hash & (slots_.size() - 1)], 1);
   return hash;
 }
@@ -58,8 +62,7 @@ std::uint32_t LineMemory::tagOf(std::uint64_t hash) const {
 
 // Whether the line stands at `place` too.
 bool LineMemory::areEqual(std::string_view line, std::size_t place) {
-  lower_.assign(line);
-  lowercase(lower_);
+  lowered(line);
   // No character shrinks to less than a third in lower case; a long line costs no more than the
   // one it is compared with.
   constexpr std::size_t largestShrinking = 3;
@@ -90,7 +93,7 @@ void LineMemory::grow(std::size_t end) {
   for (std::size_t place = 0, lineEnd = 0; place < end && place <= lastPlace; place = lineEnd + 1) {
     lineEnd = std::min(lines.find('\n', place), end);
     if (lineEnd == place) continue;
-    ahead[count++] = {place, hashAhead(lines.substr(place, lineEnd - place))};
+    ahead[count++] = {place, hashAhead(lowered(lines.substr(place, lineEnd - place)))};
     if (count == linesAhead) keepThese();
   }
   keepThese();

@@ -21,9 +21,13 @@ class LineMemory {
   /// So many lines are best hashed ahead.
   static constexpr std::size_t linesAhead = 16;
 
-  /// What `isNew` needs of a line. The place of the memory where it belongs is asked for, and comes
-  /// while further lines are hashed: in a large memory each is far away.
-  std::uint64_t hashAhead(std::string_view line);
+  /// The lower-case form of lines, which may be another size. Holds until the next call.
+  std::string_view lowered(std::string_view lines);
+
+  /// What `isNew` needs of a line, from its lower-case form. The place of the memory where it
+  /// belongs is asked for, and comes while further lines are hashed: in a large memory each is far
+  /// away.
+  std::uint64_t hashAhead(std::string_view lower);
 
   /// True when the line of `size` bytes at `place` is met for the first time. It is not empty, and
   /// a line feed follows it unless it is the last line asked for. A new line must stay where it is.
