@@ -19,18 +19,21 @@ std::uint64_t remainder(Wide value) {
 }
 
 constexpr std::size_t digitSize = 7;  // bytes, which stay below the prime
+constexpr std::size_t blockSize = 5 * digitSize;
 
-// The first seven bytes.
-std::uint64_t asDigit(std::uint64_t bytes) {
-  constexpr bool littleEndian = std::endian::native == std::endian::little;
-  return littleEndian ? bytes & 0x00FF'FFFF'FFFF'FFFF : bytes >> 8;
-}
-
-// Reads one byte more than the digit.
-std::uint64_t digitAt(const char* place) {
+std::uint64_t eightBytesAt(const char* place) {
   std::uint64_t bytes;
   std::memcpy(&bytes, place, sizeof bytes);
-  return asDigit(bytes);
+  return bytes;
+}
+
+// The digit of the first or the last seven of eight bytes.
+constexpr bool littleEndian = std::endian::native == std::endian::little;
+std::uint64_t firstDigit(std::uint64_t bytes) {
+  return littleEndian ? bytes & 0x00FF'FFFF'FFFF'FFFF : bytes >> 8;
+}
+std::uint64_t lastDigit(std::uint64_t bytes) {
+  return littleEndian ? bytes >> 8 : bytes & 0x00FF'FFFF'FFFF'FFFF;
 }
 
 }  // namespace
@@ -47,25 +50,34 @@ SecretHash::SecretHash() {
   }
 }
 
+// Several digits at a time, since a remainder waits for the one before it. The last digit is
+// multiplied too, which spreads it over all bits: tables take the low ones.
+template <class DigitAt>
+std::uint64_t SecretHash::withBlock(std::uint64_t hash, DigitAt digitAt) const {
+  return remainder(Wide{hash} * powers_[5] + Wide{digitAt(0)} * powers_[4] +
+                   Wide{digitAt(1)} * powers_[3] + Wide{digitAt(2)} * powers_[2] +
+                   Wide{digitAt(3)} * powers_[1] + Wide{digitAt(4)} * powers_[0]);
+}
+
+// The size is the first digit. The last block may overlap the one before it.
 std::uint64_t SecretHash::operator()(std::string_view text) const {
   std::uint64_t hash = text.size();
   const char* place = text.data();
-  const char* const end = place + text.size();
-  // Four digits at a time, since a remainder waits for the one before it.
-  for (; end - place > static_cast<std::ptrdiff_t>(4 * digitSize); place += 4 * digitSize) {
-    hash = remainder(Wide{hash} * powers_[3] + Wide{digitAt(place)} * powers_[2] +
-                     Wide{digitAt(place + digitSize)} * powers_[1] +
-                     Wide{digitAt(place + 2 * digitSize)} * powers_[0] +
-                     digitAt(place + 3 * digitSize));
+  const char* end = place + text.size();
+  char padded[blockSize + 1] = {};
+  if (text.size() <= blockSize) {
+    text.copy(padded + 1, text.size());
+    end = padded + sizeof padded;
+  } else {
+    for (; end - place > static_cast<std::ptrdiff_t>(blockSize); place += blockSize) {
+      hash = withBlock(hash, [place](std::size_t digit) {
+        return firstDigit(eightBytesAt(place + digit * digitSize));
+      });
+    }
   }
-  for (; end - place > static_cast<std::ptrdiff_t>(digitSize); place += digitSize) {
-    hash = remainder(Wide{hash} * powers_[0] + digitAt(place));
-  }
-  std::uint64_t last = 0;
-  if (place != end) std::memcpy(&last, place, static_cast<std::size_t>(end - place));
-  hash = remainder(Wide{hash} * powers_[0] + asDigit(last));
-  // Spreads the last digit over all bits, since tables take the low ones.
-  hash = remainder(Wide{hash} * powers_[0]);
+  hash = withBlock(hash, [end](std::size_t digit) {
+    return lastDigit(eightBytesAt(end - blockSize - 1 + digit * digitSize));
+  });
   return hash ^ hash >> 29;
 }
 

@@ -15,7 +15,10 @@ class SecretHash {
   std::uint64_t operator()(std::string_view text) const;
 
  private:
-  std::array<std::uint64_t, 4> powers_;  // of the point
+  template <class DigitAt>
+  std::uint64_t withBlock(std::uint64_t hash, DigitAt digitAt) const;
+
+  std::array<std::uint64_t, 6> powers_;  // of the point
 };
 
 }  // namespace halcyra

@@ -273,6 +273,16 @@ TEST(Text, SmallHelpers) {
     hashes.insert(hash(text));
   }
   EXPECT_EQ(hashes.size(), 6u);
+  std::set<std::uint64_t> ofChanged;  // one byte, at each place of texts of each size
+  std::size_t changed = 0;
+  for (std::size_t size = 1; size <= 120; ++size) {
+    for (std::size_t place = 0; place < size; ++place, ++changed) {
+      std::string text(size, '\0');
+      text[place] = '\x80';
+      ofChanged.insert(hash(text));
+    }
+  }
+  EXPECT_EQ(ofChanged.size(), changed);
   std::set<std::uint64_t> buckets;  // of 4,096; a random function meets about 2,589 of them
   for (int number = 0; number < 4096; ++number) {
     buckets.insert(hash(std::to_string(number * 7)) & 4095);
