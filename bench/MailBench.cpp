@@ -27,7 +27,7 @@ std::size_t readOurselves(std::string message) {
   return mail ? mail->bodyText.size() : 0;
 }
 
-std::size_t readByReference(const std::string& message) {
+std::size_t readByReference(std::string message) {
   return reference_read(message.data(), message.size());
 }
 
@@ -35,14 +35,13 @@ std::size_t readByReference(const std::string& message) {
 template <class Reader>
 double milliseconds(const Corpus& corpus, Reader reader) {
   std::chrono::duration<double, std::milli> passed{};
-  std::size_t read = 0;
   for (const std::string& message : corpus.messages) {
     std::string arrived = message;
     const auto started = std::chrono::steady_clock::now();
-    read += reader(std::move(arrived));
+    const std::size_t read = reader(std::move(arrived));
     passed += std::chrono::steady_clock::now() - started;
+    if (read == 0) throw std::runtime_error("nothing was read");
   }
-  if (read == 0) throw std::runtime_error("nothing was read");
   return passed.count();
 }
 
@@ -65,7 +64,7 @@ long growth(const std::string& reader, const std::string& file) {
   if (reader == "ours") {
     readOurselves(std::move(message));
   } else {
-    readByReference(message);
+    readByReference(std::move(message));
   }
   return std::max(0L, peakMemory() - before);
 }

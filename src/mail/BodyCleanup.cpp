@@ -50,8 +50,8 @@ std::string_view takeTrimmedLine(std::string_view& lines) {
 }
 
 // The next lines of the text, trimmed, as many as there is room for; `begin` is moved behind them.
-std::span<const LineAhead> linesAhead(std::string_view text, std::size_t& begin, LineMemory& memory,
-                                      std::span<LineAhead> room) {
+std::span<const LineAhead> nextLines(std::string_view text, std::size_t& begin, LineMemory& memory,
+                                     std::span<LineAhead> room) {
   // Short lines are put into lower case together, which takes less time than each for itself.
   constexpr std::size_t longEnough = 2'048;
   const std::size_t first = begin;
@@ -62,7 +62,10 @@ std::span<const LineAhead> linesAhead(std::string_view text, std::size_t& begin,
     begin = end + 1;
     room[count++] = {line, 0, end == text.size()};
   }
-  std::string_view lower = memory.lowered(text.substr(first, begin - first));
+  const char* const start = room[0].text.data();
+  const std::string_view last = room[count - 1].text;
+  std::string_view lower =
+      memory.lowered({start, static_cast<std::size_t>(last.data() + last.size() - start)});
   for (LineAhead& line : room.first(count)) {
     const std::string_view form = takeTrimmedLine(lower);
     if (!form.empty()) line.hash = memory.hashAhead(form);
@@ -91,7 +94,7 @@ void dropRepeatedLines(std::string& text) {
   std::size_t written = 0;
   bool lastIsEmpty = false;
   for (std::size_t begin = 0; begin <= view.size();) {
-    for (const auto& [line, hash, isLast] : linesAhead(view, begin, seen, ahead)) {
+    for (const auto& [line, hash, isLast] : nextLines(view, begin, seen, ahead)) {
       std::copy(line.begin(), line.end(), text.begin() + static_cast<std::ptrdiff_t>(written));
       const std::size_t lineEnd = written + line.size();
       if (!isLast) text[lineEnd] = '\n';

@@ -62,16 +62,16 @@ std::uint32_t LineMemory::tagOf(std::uint64_t hash) const {
 
 // Whether the line stands at `place` too.
 bool LineMemory::areEqual(std::string_view line, std::size_t place) {
-  lowered(line);
+  const std::string_view lower = lowered(line);
   // No character shrinks to less than a third in lower case; a long line costs no more than the
   // one it is compared with.
   constexpr std::size_t largestShrinking = 3;
-  const std::string_view rest = text_.substr(place, largestShrinking * lower_.size() + 1);
+  const std::string_view rest = text_.substr(place, largestShrinking * lower.size() + 1);
   const std::size_t end = rest.find('\n');
   if (end == rest.npos) return false;
   const std::string_view kept = rest.substr(0, end);
-  if (equalsIgnoringAsciiCase(kept, lower_)) return true;
-  return !isAscii(kept) && lowercased(kept) == lower_;
+  if (equalsIgnoringAsciiCase(kept, lower)) return true;
+  return !isAscii(kept) && lowercased(kept) == lower;
 }
 
 // At least a third of the table stays free, so that a search ends soon. The lines, which reach up

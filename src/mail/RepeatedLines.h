@@ -21,7 +21,8 @@ class LineMemory {
   /// So many lines are best hashed ahead.
   static constexpr std::size_t linesAhead = 16;
 
-  /// The lower-case form of lines, which may be another size. Holds until the next call.
+  /// The lower-case form of lines, which may be another size. Holds until the next call of this or
+  /// of isNew.
   std::string_view lowered(std::string_view lines);
 
   /// What `isNew` needs of a line, from its lower-case form. The place of the memory where it
@@ -47,7 +48,7 @@ class LineMemory {
   // Open addressing; holds places plus one in the low bits and a tag above, and 0 is free. Its size
   // is a power of two.
   std::vector<std::uint32_t> slots_;
-  std::string lower_;  // the line that was looked at last
+  std::string lower_;  // what was put into lower case last
 };
 
 }  // namespace halcyra

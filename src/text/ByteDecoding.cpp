@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "text/ByteWord.h"
 #include "text/Case.h"
 #include "text/Utf8.h"
 
@@ -45,9 +46,9 @@ std::size_t utf8Size(char32_t codePoint) {
 }
 
 std::size_t asciiRunStart(std::string_view bytes, std::size_t position) {
-  for (std::uint64_t word; position >= sizeof word; position -= sizeof word) {
-    std::memcpy(&word, bytes.data() + position - sizeof word, sizeof word);
-    if (word & 0x8080808080808080u) break;
+  constexpr std::size_t size = sizeof(std::uint64_t);
+  for (; position >= size; position -= size) {
+    if (wordAt(bytes.data() + position - size) & 0x8080808080808080u) break;
   }
   while (position > 0 && isAsciiByte(bytes[position - 1])) --position;
   return position;

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
+#include "text/ByteWord.h"
 #include "text/Utf8.h"
 
 namespace halcyra {
@@ -54,12 +54,20 @@ void lowerAscii(std::string& text) {
   }
 }
 
-// Lowers the Latin letter at `at`, or passes over the punctuation of U+2000 to U+203F there; gives
-// the place behind it, or npos for any other character.
+// Most punctuation and symbols, kana and the ideographs, which have no case.
+bool isCaseless(char32_t c) {
+  return (c >= 0x2000 && c < 0x2100) || (c >= 0x2190 && c < 0x2480) ||
+         (c >= 0x2500 && c < 0x2C00) || (c >= 0x3000 && c < 0xA000) ||
+         (c >= 0x1F000 && c < 0x20000);
+}
+
+// Lowers the Latin letter at `at`, or passes over what has no case; gives the place behind it, or
+// npos for any other character.
 std::size_t lowerWide(std::string& text, std::size_t at) {
   const auto lead = static_cast<unsigned char>(text[at]);
-  if (lead >= (0xC0 | latinEnd >> 6))
-    return text.compare(at, 2, "\u2000", 2) == 0 ? at + 3 : text.npos;
+  if (lead >= (0xC0 | latinEnd >> 6)) {
+    return isCaseless(nextWideCodePoint(text, at)) ? at : text.npos;
+  }
   const char16_t small = latinLower[(lead & 0x1F) << 6 | (text[at + 1] & 0x3F)];
   if (small == unknown) return text.npos;
   text[at] = static_cast<char>(0xC0 | small >> 6);
@@ -74,12 +82,6 @@ bool lowerLatin(std::string& text) {
     if ((at = lowerWide(text, at)) == text.npos) return false;
   }
   return true;
-}
-
-std::uint64_t wordAt(std::string_view text, std::size_t position) {
-  std::uint64_t word;
-  std::memcpy(&word, text.data() + position, sizeof word);
-  return word;
 }
 
 }  // namespace
@@ -110,7 +112,7 @@ bool equalsIgnoringAsciiCase(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) return false;
   std::size_t at = 0;
   for (; at + sizeof(std::uint64_t) <= left.size(); at += sizeof(std::uint64_t)) {
-    if (asciiLower(wordAt(left, at)) != asciiLower(wordAt(right, at))) return false;
+    if (asciiLower(wordAt(left.data() + at)) != asciiLower(wordAt(right.data() + at))) return false;
   }
   return std::equal(left.begin() + static_cast<std::ptrdiff_t>(at), left.end(),
                     right.begin() + static_cast<std::ptrdiff_t>(at),

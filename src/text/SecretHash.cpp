@@ -1,8 +1,9 @@
 #include "text/SecretHash.h"
 
 #include <bit>
-#include <cstring>
 #include <random>
+
+#include "text/ByteWord.h"
 
 namespace halcyra {
 namespace {
@@ -21,19 +22,13 @@ std::uint64_t remainder(Wide value) {
 constexpr std::size_t digitSize = 7;  // bytes, which stay below the prime
 constexpr std::size_t blockSize = 5 * digitSize;
 
-std::uint64_t eightBytesAt(const char* place) {
-  std::uint64_t bytes;
-  std::memcpy(&bytes, place, sizeof bytes);
-  return bytes;
-}
-
-// The digit of the first or the last seven of eight bytes.
+// The digit of the first or the last seven bytes of a word.
 constexpr bool littleEndian = std::endian::native == std::endian::little;
-std::uint64_t firstDigit(std::uint64_t bytes) {
-  return littleEndian ? bytes & 0x00FF'FFFF'FFFF'FFFF : bytes >> 8;
+std::uint64_t firstDigit(std::uint64_t word) {
+  return littleEndian ? word & 0x00FF'FFFF'FFFF'FFFF : word >> 8;
 }
-std::uint64_t lastDigit(std::uint64_t bytes) {
-  return littleEndian ? bytes >> 8 : bytes & 0x00FF'FFFF'FFFF'FFFF;
+std::uint64_t lastDigit(std::uint64_t word) {
+  return littleEndian ? word >> 8 : word & 0x00FF'FFFF'FFFF'FFFF;
 }
 
 }  // namespace
@@ -71,12 +66,12 @@ std::uint64_t SecretHash::operator()(std::string_view text) const {
   } else {
     for (; end - place > static_cast<std::ptrdiff_t>(blockSize); place += blockSize) {
       hash = withBlock(hash, [place](std::size_t digit) {
-        return firstDigit(eightBytesAt(place + digit * digitSize));
+        return firstDigit(wordAt(place + digit * digitSize));
       });
     }
   }
   hash = withBlock(hash, [end](std::size_t digit) {
-    return lastDigit(eightBytesAt(end - blockSize - 1 + digit * digitSize));
+    return lastDigit(wordAt(end - blockSize - 1 + digit * digitSize));
   });
   return hash ^ hash >> 29;
 }

@@ -1,20 +1,13 @@
 #include "text/Utf8.h"
 
-#include <bit>
 #include <cstdint>
-#include <cstring>
+
+#include "text/ByteWord.h"
 
 namespace halcyra {
 namespace {
 
 constexpr std::uint64_t highBits = 0x8080808080808080u;
-
-// Which byte of a word, in the order of memory, is the first that is not 0.
-std::size_t firstByteOf(std::uint64_t word) {
-  const int bits =
-      std::endian::native == std::endian::little ? std::countr_zero(word) : std::countl_zero(word);
-  return static_cast<std::size_t>(bits) / 8;
-}
 
 struct Sequence {
   std::size_t length = 1;  // of the sequence, or of its maximal ill-formed subpart
@@ -78,26 +71,22 @@ void repairFrom(std::size_t position, std::string_view bytes, Take take) {
 
 std::size_t asciiRunEnd(std::string_view bytes, std::size_t position) {
   constexpr std::size_t size = sizeof(std::uint64_t);
-  const auto wordAt = [bytes](std::size_t at) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes.data() + at, sizeof word);
-    return word;
-  };
+  const char* const start = bytes.data();
   std::size_t end = position;
   for (; end + 4 * size <= bytes.size(); end += 4 * size) {
-    const std::uint64_t all =
-        wordAt(end) | wordAt(end + size) | wordAt(end + 2 * size) | wordAt(end + 3 * size);
+    const std::uint64_t all = wordAt(start + end) | wordAt(start + end + size) |
+                              wordAt(start + end + 2 * size) | wordAt(start + end + 3 * size);
     if (all & highBits) break;
   }
   for (; end + size <= bytes.size(); end += size) {
-    if (const std::uint64_t high = wordAt(end) & highBits) return end + firstByteOf(high);
+    if (const std::uint64_t high = wordAt(start + end) & highBits) return end + firstByteOf(high);
   }
   if (bytes.size() < position + size) {
     while (end < bytes.size() && static_cast<unsigned char>(bytes[end]) < 0x80) ++end;
     return end;
   }
   // The last word may overlap others, of which all bytes were ASCII.
-  const std::uint64_t high = wordAt(bytes.size() - size) & highBits;
+  const std::uint64_t high = wordAt(start + bytes.size() - size) & highBits;
   return high ? bytes.size() - size + firstByteOf(high) : bytes.size();
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "text/ByteWord.h"
 #include "text/Trim.h"
 #include "text/Utf8.h"
 
@@ -15,7 +16,7 @@ namespace {
 constexpr std::size_t stretch = 16;
 using Bytes [[gnu::vector_size(stretch)]] = unsigned char;
 
-// Whether white space other than a single space between graphic characters of ASCII may begin, as
+// Whether white space other than a single space before a graphic character of ASCII may begin, as
 // far as a byte and the next tell. Beyond ASCII these are the lead bytes of U+0085, U+00A0, U+1680,
 // U+2000 to U+205F and U+3000. For one byte, or for several at once with an answer for each.
 template <class Byte>
@@ -32,17 +33,12 @@ std::size_t firstPossible(const char* place) {
   std::memcpy(&bytes, place, stretch);
   std::memcpy(&next, place + 1, stretch);
   const auto halves = std::bit_cast<std::array<std::uint64_t, 2>>(mayBegin(bytes, next));
-  const auto zeros = [](std::uint64_t half) {
-    return std::endian::native == std::endian::little ? std::countr_zero(half)
-                                                      : std::countl_zero(half);
-  };
-  const int all = halves[0] != 0 ? zeros(halves[0]) : 64 + zeros(halves[1]);
-  return static_cast<std::size_t>(all) / 8;
+  return halves[0] != 0 ? firstByteOf(halves[0]) : 8 + firstByteOf(halves[1]);
 }
 
 // The first place from `position` on where it may, or the size of the text.
 std::size_t nextPossible(std::string_view text, std::size_t position) {
-  for (; text.size() - position > stretch; position += stretch) {
+  for (; position + stretch < text.size(); position += stretch) {
     const std::size_t first = firstPossible(text.data() + position);
     if (first < stretch) return position + first;
   }

@@ -112,7 +112,7 @@ void TlsChannel::offerEarlierSession() {
   const std::optional<ResumableSession> earlier = sessions_->take(peer_);
   if (!earlier) return;
   SSL_set_session(connection_.get(), earlier->session.get());
-  offeredCheck_ = earlier->checkedAt;
+  checkedEarlierAt_ = earlier->checkedAt;
 }
 
 int TlsChannel::keepSession(SSL* connection, SSL_SESSION* session) {
@@ -123,7 +123,7 @@ int TlsChannel::keepSession(SSL* connection, SSL_SESSION* session) {
 // OpenSSL calls this, which no exception may pass.
 void TlsChannel::keep(TlsSession session) {
   const bool resumes = SSL_session_reused(connection_.get()) == 1;
-  const auto checkedAt = resumes ? offeredCheck_ : std::chrono::system_clock::now();
+  const auto checkedAt = resumes ? checkedEarlierAt_ : checkedAt_;
   try {
     sessions_->keep(peer_, {std::move(session), checkedAt});
   } catch (const std::bad_alloc&) {  // the next connection starts anew

@@ -69,7 +69,9 @@ class TlsChannel : public SocketChannel {
   Endpoint peer_;
   Wire wire_;
   std::shared_ptr<TlsSessions> sessions_;
-  std::chrono::system_clock::time_point offeredCheck_;
+  // Sessions can come long after the handshake, so the certificate counts as checked at its start.
+  std::chrono::system_clock::time_point checkedAt_ = std::chrono::system_clock::now();
+  std::chrono::system_clock::time_point checkedEarlierAt_;  // in the session that is offered
   std::unique_ptr<SSL, Free> connection_;
 };
 
